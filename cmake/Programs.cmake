@@ -1,0 +1,20 @@
+# The program and its companions. Every src/tools/NAME.cpp is a program of
+# its own; "chroot" is the one that commands in an inspected root go through.
+add_executable(ledgora_collect src/run/main.cpp)
+target_link_libraries(ledgora_collect PRIVATE ledgora_core)
+
+file(GLOB LEDGORA_TOOLS CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/src/tools/*.cpp")
+set(LEDGORA_TOOL_TARGETS)
+foreach(tool IN LISTS LEDGORA_TOOLS)
+  get_filename_component(name "${tool}" NAME_WE)
+  if(name STREQUAL "chroot")
+    add_executable(ledgora_chroot "${tool}")
+    set_target_properties(ledgora_chroot PROPERTIES OUTPUT_NAME chroot
+                          RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/libexec")
+    target_link_libraries(ledgora_chroot PRIVATE ledgora_core)
+  else()
+    add_executable(${name} "${tool}")
+    target_link_libraries(${name} PRIVATE ledgora_core)
+    list(APPEND LEDGORA_TOOL_TARGETS ${name})
+  endif()
+endforeach()
