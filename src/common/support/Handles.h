@@ -1,9 +1,8 @@
 #pragma once
 
+#include <cjson/cJSON.h>
 #include <dirent.h>
 #include <unistd.h>
-
-#include <cjson/cJSON.h>
 
 #include <cstdio>
 #include <cstdlib>
