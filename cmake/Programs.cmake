@@ -1,6 +1,14 @@
 # The program and its companions. Every src/tools/NAME.cpp is a program of
 # its own; "chroot" is the one that commands in an inspected root go through.
+set(LEDGORA_GENERATED "${CMAKE_BINARY_DIR}/generated")
+add_custom_target(ledgora_build_text
+  COMMAND "${CMAKE_COMMAND}" "-DLEDGORA_SOURCE_DIR=${CMAKE_SOURCE_DIR}"
+          "-DLEDGORA_HEADER=${LEDGORA_GENERATED}/run/BuildText.h"
+          -P "${CMAKE_SOURCE_DIR}/cmake/BuildText.cmake"
+  BYPRODUCTS "${LEDGORA_GENERATED}/run/BuildText.h" VERBATIM)
 add_executable(ledgora_collect src/run/main.cpp)
+add_dependencies(ledgora_collect ledgora_build_text)
+target_include_directories(ledgora_collect PRIVATE "${LEDGORA_GENERATED}")
 target_link_libraries(ledgora_collect PRIVATE ledgora_core)
 
 file(GLOB LEDGORA_TOOLS CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/src/tools/*.cpp")

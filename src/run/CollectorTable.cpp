@@ -1,0 +1,34 @@
+#include "run/CollectorTable.h"
+
+#include "run/CollectAgentInfo.h"
+#include "run/CollectIPList.h"
+
+namespace LedgoraCollect {
+
+namespace {
+
+template <class Collector>
+std::shared_ptr<CollectBase> make() {
+  return std::make_shared<Collector>();
+}
+
+// One line per collector, in the order of the types. Types 8 to 12 have none:
+// a script makes them (execLua).
+constexpr struct {
+  COLLECT_TYPE_E type;
+  std::shared_ptr<CollectBase> (*make)();
+} kCollectors[] = {
+    {E_COLLECT_IP_LIST, make<CollectIPList>},
+    {E_COLLECT_AGENT_INFO, make<CollectAgentInfo>},
+};
+
+}  // namespace
+
+std::shared_ptr<CollectBase> makeCollector(COLLECT_TYPE_E type) {
+  for (const auto& entry : kCollectors) {
+    if (entry.type == type) return entry.make();
+  }
+  return nullptr;
+}
+
+}  // namespace LedgoraCollect
