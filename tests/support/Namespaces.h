@@ -1,0 +1,54 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "support/TempRoot.h"
+
+namespace LedgoraTest {
+
+/// Runs `body` in a child process that has entered new namespaces (CLONE_NEWNS,
+/// CLONE_NEWNET, CLONE_NEWPID, CLONE_NEWUTS, CLONE_NEWIPC or'ed together).
+/// Mounts made there stay there. In a new network namespace only the loopback
+/// exists, and it is up. In a new pid namespace the body is process 1. True if
+/// the body had no failed expectation; what failed is printed by the child.
+bool passesInNamespaces(int flags, const std::function<void()>& body);
+
+/// Enters a network namespace of its own with the loopback up: for
+/// ProgramRun::inChild.
+void enterNetworkNamespace();
+
+struct ContainerOptions {
+  std::string root;                  // an existing directory
+  std::vector<std::string> command;  // as the container sees it
+  std::string id = std::string(64, 'c');
+  bool scope = true;   // control group ".../docker-<id>.scope", else ".../docker/<id>"
+  int namespaces = 0;  // besides the mount namespace: CLONE_NEWPID, CLONE_NEWNET ...
+  uid_t uid = 0;
+  gid_t gid = 0;
+  bool hostPrograms = true;  // this machine's /usr, /bin, /sbin and /lib* read-only, /dev, /proc
+};
+
+/// A process in a container as runtimes make them: a root and a mount
+/// namespace of its own, in a control group of the name that they use.
+/// Needs the rights for that; runs until it is destroyed or ends by itself.
+class TestContainer {
+ public:
+  explicit TestContainer(const ContainerOptions& options);
+  ~TestContainer();
+  TestContainer(const TestContainer&) = delete;
+  TestContainer& operator=(const TestContainer&) = delete;
+
+  /// The process as this machine numbers it.
+  pid_t pid() const { return mPid; }
+
+ private:
+  void stop();
+  std::string mGroup;
+  pid_t mPid = -1;
+};
+
+}  // namespace LedgoraTest
