@@ -34,7 +34,7 @@ bool SoftwarePkgCache::updatePkgCache() {
                "container id:%s",
                mEnvId.c_str(), mContainerId.c_str());
   pacing.started();
-  const bool updated = refresh();
+  const bool updated = (mVerified || dbVerify()) && refresh();
   if (!updated) pacing.failed();
   error_output(2, __func__, __LINE__,
                updated ? "[CACHE_SYS_PKG]success to update install package db cache!"
@@ -85,7 +85,8 @@ bool SoftwarePkgCache::updatePkgCache(std::vector<SoftwarePkgCacheUnit>& list) {
     error_output(0, __func__, __LINE__, "[CACHE_SYS_PKG]the update couldn't be committed");
   }
   database->rollbackTransaction();
-  mMapEnv[mEnvId].pkg_collect_time = 0;
+  const auto entry = mMapEnv.find(mEnvId);
+  if (entry != mMapEnv.end()) entry->second.pkg_collect_time = 0;
   return false;
 }
 
