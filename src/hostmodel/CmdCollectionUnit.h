@@ -30,8 +30,17 @@ class CmdCollectionUnit : public CollectionBase {
   bool executeHostCmd(const std::string& command, std::vector<std::string>& lines, int timeout,
                       int waitStep, const char* pathValue) const;
 
+  /// For a line that runs or parametrises a program of process `pid` (its pid
+  /// as the inspected machine numbers it): as executeCmd, but never with more
+  /// rights than that process has. Where its rights can't be told, false.
+  bool executeCmdAsProcess(int pid, const std::string& command, char* buffer, int size, int timeout,
+                           int waitStep, const char* pathValue) const;
+
   /// "PATH=..." as EnvCmdCollectionUnit::collectDefaultPathEnv gives it.
   std::string initHostPathEnv() const;
+
+ private:
+  std::string commandRoot() const;
 };
 
 }  // namespace LedgoraCollect

@@ -1,0 +1,13 @@
+#include "hostmodel/LinuxProcessCollection.h"
+
+#include "hostmodel/PsCmdCollectionUnit.h"
+
+namespace LedgoraCollect {
+
+bool LinuxProcessCollection::collect() {
+  PsCmdCollectionUnit unit;
+  unit.setEnvironment(environment);
+  return unit.collectProcesses(processInfo);
+}
+
+}  // namespace LedgoraCollect
