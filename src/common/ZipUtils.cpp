@@ -1,10 +1,13 @@
 #include "common/ZipUtils.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <string_view>
 
 #include "common/InspectedRoot.h"
 #include "common/PathUtils.h"
@@ -24,18 +27,48 @@ constexpr std::size_t kNameBytes = 4096;
 constexpr int kNotFound = -100;
 constexpr int kFailed = -1;
 constexpr std::size_t kCopyBytes = 8192;
+// The record at an archive's end, before its comment.
+constexpr std::string_view kEndRecordMark("PK\5\6", 4);
+constexpr std::size_t kEndRecordBytes = 22;
+constexpr std::size_t kEntryCountAt = 10;
+constexpr std::size_t kMostCommentBytes = 65535;
 // Bounds against crafted archives, far above what real ones hold.
 constexpr ZPOS64_T kMostEntries = 1'000'000;
 constexpr std::size_t kMostListedBytes = 64 * 1024 * 1024;
 constexpr unsigned long long kMostExtractedBytes = 256ULL * 1024 * 1024;
 
-/// Opens the archive and reads its entry count; empty if either fails.
-ZipHandle openArchive(const char* path, ZPOS64_T& entries) {
-  ZipHandle zip(zipOpen(path));
+/// True if the file ends in a whole end record that states no entries. The
+/// library takes an archive of nothing else for none at all, and one that is
+/// cut within its end record for one without entries.
+bool isEmptyArchive(const char* path) {
+  const FileDescriptor file = openRegularFile(path);
+  struct stat info {};
+  if (!file || ::fstat(file.get(), &info) != 0) return false;
+  const auto tailBytes = std::min<off_t>(info.st_size, kEndRecordBytes + kMostCommentBytes);
+  std::string tail(static_cast<std::size_t>(tailBytes), '\0');
+  if (readAt(file.get(), tail.data(), tail.size(), info.st_size - tailBytes) != tailBytes) {
+    return false;
+  }
+  const std::size_t record = tail.rfind(kEndRecordMark);
+  if (record == std::string::npos || tail.size() - record < kEndRecordBytes) return false;
+  return tail.compare(record + kEntryCountAt, 2, std::string(2, '\0')) == 0;
+}
+
+/// An archive that is open; without a handle it is one of no entries.
+struct Archive {
+  bool opened = false;
+  ZipHandle zip;
+  ZPOS64_T entries = 0;
+};
+
+Archive openArchive(const char* path) {
+  Archive archive;
+  archive.zip.reset(zipOpen(path));
   unz_global_info64 info{};
-  if (!zip || unzGetGlobalInfo64(zip.get(), &info) != UNZ_OK) return nullptr;
-  entries = std::min<ZPOS64_T>(info.number_entry, kMostEntries);
-  return zip;
+  if (archive.zip && unzGetGlobalInfo64(archive.zip.get(), &info) != UNZ_OK) return archive;
+  archive.entries = std::min<ZPOS64_T>(info.number_entry, kMostEntries);
+  archive.opened = archive.entries > 0 || isEmptyArchive(path);
+  return archive;
 }
 
 int entryName(unzFile zip, char (&name)[kNameBytes + 1]) {
@@ -59,11 +92,11 @@ int nextEntry(unzFile zip) {
 /// Walks the entries in archive order. `visit` is given each name, with the
 /// archive at that entry, and returns true to end the walk. The result is 0
 /// if it did, kNotFound at the end of the walk, or the library's error.
-int walkEntries(unzFile zip, ZPOS64_T entries, const std::function<bool(const char*)>& visit) {
+int walkEntries(const Archive& archive, const std::function<bool(const char*)>& visit) {
   char name[kNameBytes + 1];
-  for (ZPOS64_T i = 0; i < entries; ++i) {
-    int error = i == 0 ? UNZ_OK : nextEntry(zip);
-    if (error == UNZ_OK) error = entryName(zip, name);
+  for (ZPOS64_T i = 0; i < archive.entries; ++i) {
+    int error = i == 0 ? UNZ_OK : nextEntry(archive.zip.get());
+    if (error == UNZ_OK) error = entryName(archive.zip.get(), name);
     if (error != UNZ_OK) return error;
     if (visit(name)) return 0;
   }
@@ -140,16 +173,15 @@ unzFile zipOpen(const char* path) {
 
 int ZipUtils::unZipToMem(const char* zipPath, const char* member, void* buffer, int size) {
   if (zipPath == nullptr || member == nullptr || buffer == nullptr || size <= 0) return kFailed;
-  ZPOS64_T entries = 0;
-  const ZipHandle zip = openArchive(zipPath, entries);
-  if (!zip) return kFailed;
+  const Archive archive = openArchive(zipPath);
+  if (!archive.opened) return kFailed;
   // An archive without entries counts as read, with nothing in the buffer:
   // callers see an empty member, not a missing one.
-  if (entries == 0) return UNZ_OK;
-  return walkEntries(zip.get(), entries, [&](const char* name) {
+  if (archive.entries == 0) return UNZ_OK;
+  return walkEntries(archive, [&](const char* name) {
     if (std::strncmp(name, member, kNameBytes) != 0) return false;
-    return readEntry(zip.get(), nullptr, [&] {
-      fillBuffer(zip.get(), static_cast<char*>(buffer), static_cast<std::size_t>(size));
+    return readEntry(archive.zip.get(), nullptr, [&] {
+      fillBuffer(archive.zip.get(), static_cast<char*>(buffer), static_cast<std::size_t>(size));
     });
   });
 }
@@ -169,29 +201,28 @@ bool ZipUtils::getManifest(const char* zipPath, std::string& out) {
 int ZipUtils::unZipToFile(const char* zipPath, const char* member, const char* targetPath,
                           const char* password) {
   if (zipPath == nullptr || member == nullptr || targetPath == nullptr) return kFailed;
-  ZPOS64_T entries = 0;
-  const ZipHandle zip = openArchive(zipPath, entries);
-  if (!zip) return kFailed;
+  const Archive archive = openArchive(zipPath);
+  if (!archive.opened) return kFailed;
   const std::string directory = PathUtils::getFileDirPath(targetPath);
   if (PathUtils::createDir(directory.c_str(), 0755) != 0) {
     error_output(0, __func__, __LINE__, "failed to create dir %s\n", directory.c_str());
     return kFailed;
   }
   bool written = false;
-  const int result = walkEntries(zip.get(), entries, [&](const char* name) {
+  const int result = walkEntries(archive, [&](const char* name) {
     if (std::strncmp(name, member, kNameBytes) != 0) return false;
-    readEntry(zip.get(), password, [&] { written = copyToFile(zip.get(), targetPath); });
+    readEntry(archive.zip.get(), password,
+              [&] { written = copyToFile(archive.zip.get(), targetPath); });
     return true;
   });
   return result == 0 && !written ? kFailed : result;
 }
 
 int ZipUtils::getZipFileList(const std::string& zipPath, std::vector<std::string>& out) {
-  ZPOS64_T entries = 0;
-  const ZipHandle zip = openArchive(zipPath.c_str(), entries);
-  if (!zip) return kFailed;
+  const Archive archive = openArchive(zipPath.c_str());
+  if (!archive.opened) return kFailed;
   std::size_t listedBytes = 0;
-  const int result = walkEntries(zip.get(), entries, [&](const char* name) {
+  const int result = walkEntries(archive, [&](const char* name) {
     out.emplace_back(name);
     listedBytes += out.back().size() + sizeof(std::string);
     return listedBytes > kMostListedBytes;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -17,10 +18,15 @@ class ZipBuilder {
   /// stores it as it is.
   ZipBuilder& add(const std::string& name, std::string_view content, int level = 6,
                   int repeated = 1);
-  /// Writes the directory. Done by the destructor too.
+  /// Writes the directory; with more than 65,534 entries as the 64-bit form
+  /// demands, which the library's own writer forgets.
   void close();
 
  private:
+  void addWideEndRecord() const;
+
+  std::string mPath;
+  std::uint64_t mEntries = 0;
   void* mZip;
 };
 

@@ -81,12 +81,17 @@ class LogState {
     std::atexit([] { instance().atExit(); });
   }
 
+  /// Keeps a record until the log opens. Where there is no room left, an error
+  /// takes the place of the latest record that is none.
   void keep(int level, const std::string& record) {
-    if (mEarly.size() < kMostEarlyRecords) {
-      mEarly.push_back({level, record});
-    } else {
+    if (mEarly.size() >= kMostEarlyRecords) {
       ++mDropped;
+      const auto lesser = std::find_if(mEarly.rbegin(), mEarly.rend(),
+                                       [](const EarlyRecord& kept) { return kept.level > 0; });
+      if (level > 0 || lesser == mEarly.rend()) return;
+      mEarly.erase(std::next(lesser).base());
     }
+    mEarly.push_back({level, record});
   }
 
   /// A run whose log never opened still tells its errors. A forked child that
