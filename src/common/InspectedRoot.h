@@ -30,6 +30,9 @@ class InspectedRoot {
 /// one of proc and sys) is opened, anything else fails with EINVAL before it is touched.
 FileDescriptor openInspected(const std::string& path, int flags);
 
+/// Opens for reading what an O_PATH descriptor stands for, under the same conditions.
+FileDescriptor reopenInspected(const FileDescriptor& object);
+
 /// A directory for readdir.
 DirHandle openInspectedDir(const std::string& path);
 

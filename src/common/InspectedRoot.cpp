@@ -1,0 +1,111 @@
+#include "common/InspectedRoot.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+
+#include "common/RootOpen.h"
+#include "common/RootWalk.h"
+#include "common/RootedPath.h"
+
+namespace LedgoraCollect {
+
+namespace {
+
+constexpr int kShapeFlags = O_PATH | O_NOFOLLOW | O_DIRECTORY;
+
+// What a path leads to; with O_NOFOLLOW the last link itself.
+FileDescriptor openAt(const RootedPath& place, const std::string& path, int flags) {
+  if (place.onHost()) return FileDescriptor(::open(path.c_str(), flags | O_CLOEXEC));
+  if (place.root() < 0) return FileDescriptor();
+  return openInRoot(place.root(), place.rest(), flags, RootRule::InRoot);
+}
+
+FileDescriptor openObject(const std::string& path, int flags) {
+  return openAt(RootedPath::of(path, (flags & O_NOFOLLOW) == 0), path, flags | O_PATH);
+}
+
+FileDescriptor openDirectory(const std::string& path, int flags) {
+  constexpr int kReadFlags = O_RDONLY | O_DIRECTORY | O_NONBLOCK;
+  return openAt(RootedPath::of(path, (flags & O_NOFOLLOW) == 0), path, flags | kReadFlags);
+}
+
+}  // namespace
+
+void InspectedRoot::setEnvironment(const std::string& environment) {
+  RootedPath::setEnvironment(environment);
+}
+
+const std::string& InspectedRoot::environment() { return RootedPath::environment(); }
+
+FileDescriptor openInspected(const std::string& path, int flags) {
+  flags &= kShapeFlags;
+  if ((flags & O_PATH) != 0) return openObject(path, flags);
+  if ((flags & O_DIRECTORY) != 0) return openDirectory(path, flags);
+  return reopenRegular(openObject(path, flags));
+}
+
+FileDescriptor reopenInspected(const FileDescriptor& object) { return reopenRegular(object); }
+
+DirHandle openInspectedDir(const std::string& path) {
+  FileDescriptor directory = openDirectory(path, 0);
+  if (!directory) return DirHandle();
+  DirHandle handle(fdopendir(directory.get()));
+  if (handle) directory.release();
+  return handle;
+}
+
+int statInspected(const std::string& path, struct stat& status) {
+  const RootedPath place = RootedPath::of(path, true);
+  if (place.onHost()) return ::stat(path.c_str(), &status);
+  const FileDescriptor object = openAt(place, path, O_PATH);
+  return object ? fstat(object.get(), &status) : -1;
+}
+
+int lstatInspected(const std::string& path, struct stat& status) {
+  const RootedPath place = RootedPath::of(path, false);
+  if (place.onHost()) return ::lstat(path.c_str(), &status);
+  const FileDescriptor object = openAt(place, path, O_PATH | O_NOFOLLOW);
+  return object ? fstat(object.get(), &status) : -1;
+}
+
+bool existsInspected(const std::string& path) {
+  struct stat status {};
+  return statInspected(path, status) == 0;
+}
+
+bool readlinkInspected(const std::string& path, std::string& out) {
+  const FileDescriptor link = openObject(path, O_NOFOLLOW);
+  if (!link) return false;
+  char buffer[PATH_MAX];
+  // Of an object that is no link the kernel says ENOENT here.
+  const ssize_t length = readlinkat(link.get(), "", buffer, sizeof buffer);
+  if (length < 0) return false;
+  out.assign(buffer, static_cast<std::size_t>(length));
+  return true;
+}
+
+std::string resolveInspected(const std::string& path) {
+  const RootedPath place = RootedPath::of(path, true);
+  if (place.onHost()) {
+    const MallocText resolved(::realpath(path.c_str(), nullptr));
+    return resolved ? resolved.get() : path;
+  }
+  if (place.root() < 0) return path;
+  RootWalk walk(place.root(), RootRule::InRoot, true);
+  walk.walk(place.rest());
+  return place.prefix() + walk.text();
+}
+
+InspectedPath::InspectedPath(const std::string& path) : mDescriptor(openObject(path, 0)) {
+  struct stat status {};
+  if (mDescriptor && (fstat(mDescriptor.get(), &status) != 0 ||
+                      !(S_ISREG(status.st_mode) || S_ISDIR(status.st_mode)))) {
+    mDescriptor.reset();
+  }
+  if (mDescriptor) mPath = "/proc/self/fd/" + std::to_string(mDescriptor.get());
+}
+
+}  // namespace LedgoraCollect
