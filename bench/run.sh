@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# run.sh BUILD: measures the program in BUILD/tree and the benchmarks in BUILD,
+# each beside its peers, and writes bench/RESULTS.md.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+build=$1
+results=bench/RESULTS.md
+failed=0
+
+machine() {
+  local model memory
+  model=$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -n 1)
+  memory=$(awk '/^MemTotal/ { printf "%.0f GiB", $2 / 1048576 }' /proc/meminfo)
+  echo "${model:-unknown processor}, $(nproc) processors, $memory, $(uname -sr), $(. /etc/os-release && echo "$PRETTY_NAME")"
+}
+
+{
+  echo '# Benchmarks'
+  echo
+  echo "Made by \`./dev bench\` at commit $(git rev-parse --short HEAD 2>/dev/null || echo unknown) on:"
+  echo "$(machine)."
+  echo 'Peers were measured in the same run, alternating with ours.'
+  echo
+  echo '## The whole program'
+  echo
+  python3 bench/program_cost.py "$build/bench/ledgora_measure" "$build/tree/bin/ledgora_collect" || failed=1
+  if [ -x "$build/bench/ledgora_bench" ]; then
+    echo
+    echo '## Operations'
+    echo
+    echo 'Times are of the processor, per iteration. Names that begin with "peer" are other tools'
+    echo 'or ways that do the same.'
+    echo
+    "$build/bench/ledgora_bench" --benchmark_format=json --benchmark_min_time=0.2 2>/dev/null |
+      python3 bench/table.py
+  fi
+} >"$results.new"
+mv "$results.new" "$results"
+cat "$results"
+exit "$failed"
