@@ -45,19 +45,17 @@ std::string makeRootCommandPath(const std::string& libexec, const std::string& t
   return path;
 }
 
-RootCommandPath readRootCommandPath(const std::string& libexec, const std::string& path) {
+RootCommandPath readRootCommandPath(const std::string& path) {
   RootCommandPath command;
   const std::vector<std::string_view> list = entries(path);
-  const bool ours = list.size() > 2 && startsWith(list[1], kRights);
-  if (ours) {
-    const std::string_view pid = list[1].substr(kRights.size());
-    std::from_chars(pid.data(), pid.data() + pid.size(), command.asProcess);
-  }
+  if (list.size() < 3 || !startsWith(list[1], kRights)) return {path, 0};
+  const std::string_view pid = list[1].substr(kRights.size());
+  std::from_chars(pid.data(), pid.data() + pid.size(), command.asProcess);
   bool first = true;
-  for (std::size_t i = ours ? 2 : 0; i < list.size(); ++i) {
+  for (std::size_t i = 2; i < list.size(); ++i) {
     std::string_view entry = list[i];
-    if (ours ? !startsWith(entry, kNowhere) : entry == libexec) continue;
-    if (ours) entry.remove_prefix(kNowhere.size());
+    if (!startsWith(entry, kNowhere)) continue;
+    entry.remove_prefix(kNowhere.size());
     if (!first) command.inner += ':';
     command.inner += entry;
     first = false;

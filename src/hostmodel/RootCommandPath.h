@@ -21,8 +21,7 @@ struct RootCommandPath {
 std::string makeRootCommandPath(const std::string& libexec, const std::string& trusted,
                                 const RootCommandPath& command);
 
-/// The way back. Of a PATH that wasn't made here, what stands in it but for
-/// `libexec`.
-RootCommandPath readRootCommandPath(const std::string& libexec, const std::string& path);
+/// The way back. A PATH that wasn't made here is that of the command.
+RootCommandPath readRootCommandPath(const std::string& path);
 
 }  // namespace LedgoraCollect

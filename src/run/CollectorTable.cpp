@@ -1,5 +1,6 @@
 #include "run/CollectorTable.h"
 
+#include "collect/CollectProcessInfo.h"
 #include "run/CollectAgentInfo.h"
 #include "run/CollectIPList.h"
 
@@ -18,6 +19,7 @@ constexpr struct {
   COLLECT_TYPE_E type;
   std::shared_ptr<CollectBase> (*make)();
 } kCollectors[] = {
+    {E_COLLECT_PROCESS, make<CollectProcessInfo>},
     {E_COLLECT_IP_LIST, make<CollectIPList>},
     {E_COLLECT_AGENT_INFO, make<CollectAgentInfo>},
 };
