@@ -11,7 +11,7 @@ namespace {
 /// What the lines of one command may take: a command that writes without end
 /// until its limit must not take the machine's memory. Package lists and file
 /// lists of large machines are a tenth of it.
-constexpr std::size_t kMostHeldBytes = 128U << 20;
+constexpr std::size_t kMostHeldBytes = 64U << 20;
 /// A command that writes nothing but long lines must not fill the log.
 constexpr int kMostMessages = 16;
 
