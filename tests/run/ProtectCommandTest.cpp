@@ -76,7 +76,7 @@ TEST(ProtectCommand, RefusalsSayWhyAndLeaveTheOutputAlone) {
       {{"--help"}, "0 Usage: ledgora_protect IN OUT"},
       {{"/none", "/out"}, ": No such file or directory"},
       {{"/fifo", "/out"}, ": is not a regular file"},
-      {{"/dir", "/out"}, ": Is a directory"},
+      {{"/dir", "/out"}, ": is not a regular file"},
       {{"/bad", "/out"}, ": is not valid JSON"},
       {{"/enc", "/out"}, ": is enciphered already"},
       {{"--plain", "/good", "/out"}, ": is not an enciphered file"},

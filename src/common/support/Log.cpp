@@ -118,7 +118,7 @@ class LogState {
 /// The message as printf makes it. A format that printf refuses (a character
 /// that can't be converted) stands for itself.
 __attribute__((format(printf, 1, 0))) std::string composeMessage(const char* format,
-                                                                va_list arguments) {
+                                                                 va_list arguments) {
   char buffer[2048];
   va_list again;
   va_copy(again, arguments);

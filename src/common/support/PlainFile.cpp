@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "common/InspectedRoot.h"
+
 namespace LedgoraCollect {
 namespace {
 
@@ -34,28 +36,9 @@ FILE* utf8_fopen(const char* path, const char* mode) {
   return stream;
 }
 
-int is_file_exist(const char* path) {
-  struct stat info {};
-  return ::stat(path, &info) == 0 ? 1 : 0;
-}
+int is_file_exist(const char* path) { return existsInspected(path) ? 1 : 0; }
 
-bool isRegularFile(int descriptor) {
-  struct stat info {};
-  if (::fstat(descriptor, &info) != 0) return false;
-  if (S_ISREG(info.st_mode)) return true;
-  errno = S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
-  return false;
-}
-
-FileDescriptor openRegularFile(const char* path) {
-  FileDescriptor file(::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (file && !isRegularFile(file.get())) {
-    const int reason = errno;
-    file.reset();
-    errno = reason;
-  }
-  return file;
-}
+FileDescriptor openRegularFile(const char* path) { return openInspected(path, O_RDONLY); }
 
 FileRead readDescriptor(int descriptor, std::size_t limit, std::string& out) {
   out.clear();

@@ -11,21 +11,19 @@
 namespace LedgoraCollect {
 
 /// fopen whose descriptor is closed on exec. Only regular files (those of the
-/// proc and sys file systems included) are opened for reading; a fifo, socket
-/// or device counts as unreadable and holds nobody up. Null with errno set on
-/// failure. The caller closes the stream with fclose.
+/// proc and sys file systems included) are opened for reading, never outside
+/// the inspected root that the path lies in; a fifo, socket or device counts
+/// as unreadable and holds nobody up. Null with errno set on failure. The
+/// caller closes the stream with fclose.
 FILE* utf8_fopen(const char* path, const char* mode);
 
 /// Non-zero if something exists at `path` (links followed).
 int is_file_exist(const char* path);
 
 /// A regular file opened for reading; empty with errno set if `path` can't be
-/// opened or is anything else.
+/// opened or is anything else. Of a path below an inspected root nothing
+/// outside that root is opened.
 FileDescriptor openRegularFile(const char* path);
-
-/// Like openRegularFile for a descriptor that is open already: true if it is
-/// a regular file.
-bool isRegularFile(int descriptor);
 
 /// How readRegularFile ended.
 enum class FileRead { Whole, Missing, TooLarge, Failed };
