@@ -1,6 +1,9 @@
 #include "run/CollectorTable.h"
 
+#include "collect/CollectInstallPackage.h"
 #include "collect/CollectProcessInfo.h"
+#include "collect/CollectServiceInfo.h"
+#include "collect/CollectSystemInfo.h"
 #include "run/CollectAgentInfo.h"
 #include "run/CollectIPList.h"
 
@@ -19,8 +22,11 @@ constexpr struct {
   COLLECT_TYPE_E type;
   std::shared_ptr<CollectBase> (*make)();
 } kCollectors[] = {
+    {E_COLLECT_SYSTEM_INFO, make<CollectSystemInfo>},
     {E_COLLECT_PROCESS, make<CollectProcessInfo>},
     {E_COLLECT_IP_LIST, make<CollectIPList>},
+    {E_COLLECT_SERVICE, make<CollectServiceInfo>},
+    {E_COLLECT_INSTALL_PACKAGE, make<CollectInstallPackage>},
     {E_COLLECT_AGENT_INFO, make<CollectAgentInfo>},
 };
 
