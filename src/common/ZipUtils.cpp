@@ -9,8 +9,8 @@
 #include <memory>
 #include <string_view>
 
-#include "common/InspectedRoot.h"
 #include "common/PathUtils.h"
+#include "common/ZipSource.h"
 #include "common/support/Handles.h"
 #include "common/support/Log.h"
 #include "common/support/PlainFile.h"
@@ -165,10 +165,12 @@ bool copyToFile(unzFile zip, const char* target) {
 }  // namespace
 
 unzFile zipOpen(const char* path) {
-  // The archive library opens by name; the name given to it stands for the
-  // file that was found safely.
-  const InspectedPath opened{std::string(path)};
-  return opened ? unzOpen64(opened.path().c_str()) : nullptr;
+  FileDescriptor file = openRegularFile(path);
+  if (!file) return nullptr;
+  // The library closes the source with the archive, also with one that it
+  // refuses to open.
+  zlib_filefunc64_def functions = ZipSource::functions();
+  return unzOpen2_64(new ZipSource(std::move(file)), &functions);
 }
 
 int ZipUtils::unZipToMem(const char* zipPath, const char* member, void* buffer, int size) {
