@@ -5,6 +5,7 @@
 #include "common/support/Log.h"
 #include "hostmodel/LinuxProcessCollection.h"
 #include "run/CollectLimit.h"
+#include "software/ProcSoftware.h"
 
 namespace LedgoraCollect {
 namespace {
@@ -139,11 +140,14 @@ bool isSelected(const PROCESS_INFO_S& process, int option) {
 }  // namespace
 
 bool CollectProcessInfo::collectImple(cJSON* root) {
-  std::map<int, PROC_EX_INFO_S> processes;
+  ProcSoftware* software = ProcSoftware::getInstance();
+  std::map<int, PROC_EX_INFO_S>& processes = *software->getProcessInfo();
   if (!parseProcessesInfo(processes)) return false;
-  if ((getOption() & kOptionQuick) == 0) {
-    error_output(1, __func__, __LINE__,
-                 "software identification isn't available, its fields stay empty");
+  // With the bit set, or when the rules can't be loaded, the fields of
+  // identification stay empty.
+  if ((getOption() & kOptionQuick) == 0 && software->init()) {
+    software->setMEnv(getMEnv());
+    software->collectALlSoftware();
   }
   std::vector<PROCESS_INFO_S> list;
   list.reserve(processes.size());

@@ -6,6 +6,7 @@
 #include "collect/CollectSystemInfo.h"
 #include "run/CollectAgentInfo.h"
 #include "run/CollectIPList.h"
+#include "software/CollectSoftware.h"
 
 namespace LedgoraCollect {
 
@@ -24,6 +25,7 @@ constexpr struct {
 } kCollectors[] = {
     {E_COLLECT_SYSTEM_INFO, make<CollectSystemInfo>},
     {E_COLLECT_PROCESS, make<CollectProcessInfo>},
+    {E_COLLECT_SOFTWARE, make<CollectSoftware>},
     {E_COLLECT_IP_LIST, make<CollectIPList>},
     {E_COLLECT_SERVICE, make<CollectServiceInfo>},
     {E_COLLECT_INSTALL_PACKAGE, make<CollectInstallPackage>},
