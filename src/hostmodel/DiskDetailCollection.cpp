@@ -8,7 +8,6 @@
 #include "common/support/BoundedString.h"
 #include "common/support/Log.h"
 #include "hostmodel/FileCollectionUnit.h"
-#include "hostmodel/LsblkCmdCollectionUnit.h"
 
 namespace LedgoraCollect {
 namespace {
@@ -27,7 +26,7 @@ bool getDirFilesCB(const std::string& path, std::vector<std::string>& disks) {
 
 bool readDiskSizeCB(const std::string& line, void* context) {
   double sectors = 0;
-  std::istringstream(line) >> sectors;
+  if (!(std::istringstream(line) >> sectors)) sectors = 0;
   *static_cast<double*>(context) = sectors * kGibPerSector;
   return true;
 }
@@ -99,33 +98,30 @@ void DiskDetailCollection::collectDiskSize(DiskCacheUnit& unit) const {
   unit.diskSize = std::string(text.data()) + " GB";
 }
 
-void DiskDetailCollection::collectDiskDetail(DiskCacheUnit& unit) const {
+void DiskDetailCollection::collectDiskDetail(DiskCacheUnit& unit) {
+  mLsblk.setEnvironment(environment);
   collectDiskModel(unit);
   collectDiskSerial(unit);
 }
 
-void DiskDetailCollection::collectDiskModel(DiskCacheUnit& unit) const {
+void DiskDetailCollection::collectDiskModel(DiskCacheUnit& unit) {
   const FileCollectionUnit files = filesOf(environment);
   std::string model;
   if (!files.readFileLines(unit.diskPath + "/device/wwid", readDiskWwidlCB, model) &&
       !files.readFileLines(unit.diskPath + "/model", readFirstLineCB, model)) {
-    LsblkCmdCollectionUnit lsblk;
-    lsblk.setEnvironment(environment);
     const std::string command = LsblkCmdCollectionUnit::modelCommand(unit.diskDevice);
-    if (!lsblk.excuteDiskInfo(command, model)) {
+    if (!mLsblk.excuteDiskInfo(command, model)) {
       error_output(1, __func__, __LINE__, "get disk model cmd %s failed.", command.c_str());
     }
   }
   unit.diskModel = model;
 }
 
-void DiskDetailCollection::collectDiskSerial(DiskCacheUnit& unit) const {
+void DiskDetailCollection::collectDiskSerial(DiskCacheUnit& unit) {
   std::string serial;
   if (!filesOf(environment).readFileLines(unit.diskPath + "/device/wwid", readSerialCB, serial)) {
-    LsblkCmdCollectionUnit lsblk;
-    lsblk.setEnvironment(environment);
     const std::string command = LsblkCmdCollectionUnit::serialCommand(unit.diskDevice);
-    if (!lsblk.excuteDiskInfo(command, serial)) {
+    if (!mLsblk.excuteDiskInfo(command, serial)) {
       error_output(1, __func__, __LINE__, "get disk serial cmd %s failed.", command.c_str());
     }
   }

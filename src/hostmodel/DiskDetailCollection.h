@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "hostmodel/Collection.h"
+#include "hostmodel/LsblkCmdCollectionUnit.h"
 
 namespace LedgoraCollect {
 
@@ -30,7 +31,7 @@ class DiskDetailCollection : public Collection {
   /// Fills the two size fields; an unreadable size file counts as 0.
   void collectDiskSize(DiskCacheUnit& unit) const;
   /// Fills model and serial number; what can't be had stays empty.
-  void collectDiskDetail(DiskCacheUnit& unit) const;
+  void collectDiskDetail(DiskCacheUnit& unit);
   /// Sum over all disks, in units of 2^30 bytes.
   double getTotalSize() const;
 
@@ -41,10 +42,11 @@ class DiskDetailCollection : public Collection {
   static std::string wwidWord(const std::string& line, std::size_t index);
 
  private:
-  void collectDiskModel(DiskCacheUnit& unit) const;
-  void collectDiskSerial(DiskCacheUnit& unit) const;
+  void collectDiskModel(DiskCacheUnit& unit);
+  void collectDiskSerial(DiskCacheUnit& unit);
 
   std::vector<DiskCacheUnit> mDiskDetailInfos;
+  LsblkCmdCollectionUnit mLsblk;
 };
 
 }  // namespace LedgoraCollect

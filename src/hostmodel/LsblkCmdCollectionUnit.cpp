@@ -1,9 +1,11 @@
 #include "hostmodel/LsblkCmdCollectionUnit.h"
 
 #include <array>
+#include <cerrno>
 
 #include "common/CommandWord.h"
 #include "common/support/BoundedString.h"
+#include "common/support/CommandRunner.h"
 #include "common/support/Log.h"
 #include "hostmodel/CommandCmdCollectionUnit.h"
 #include "hostmodel/EnvCmdCollectionUnit.h"
@@ -17,13 +19,6 @@ constexpr int kPathAnswerBytes = 1024;
 // A command line is cut at 255 bytes, and so is an answer.
 constexpr std::size_t kCommandLineBytes = 256;
 constexpr std::size_t kAnswerBytes = 256;
-
-CommandCmdCollectionUnit lookUpUnit(const std::string& environment) {
-  CommandCmdCollectionUnit unit;
-  unit.bufferSize = kPathAnswerBytes;
-  unit.setEnvironment(environment);
-  return unit;
-}
 
 bool acceptDevice(const std::string& device) {
   return acceptCommandWord(device, CommandPlace::Unquoted, __func__);
@@ -45,37 +40,42 @@ std::string LsblkCmdCollectionUnit::serialCommand(const std::string& device) {
   return line.data();
 }
 
-bool LsblkCmdCollectionUnit::excuteDiskInfo(const std::string& commandLine,
-                                            std::string& out) const {
-  if (commandLine.empty()) return false;
+bool LsblkCmdCollectionUnit::excuteDiskInfo(const std::string& commandLine, std::string& out) {
+  if (commandLine.empty() || mStopped) return false;
   error_output(2, __func__, __LINE__, "excute diskCmd is %s.", commandLine.c_str());
+  if (!mPlace) mPlace = findLsblk();
+  if (!mPlace->found) return false;
   std::array<char, kAnswerBytes> answer{};
-  const int size = static_cast<int>(answer.size());
-  const bool ran = environment.empty() ? runOnHost(commandLine, answer.data(), size)
-                                       : runInRoot(commandLine, answer.data(), size);
+  errno = 0;
+  const bool ran = runLsblk(commandLine, answer.data(), static_cast<int>(answer.size()));
+  mStopped = !ran && errno == kCommandStopped;
   // Only a line end means no answer: lsblk prints one for a device without value.
   if (!ran || answer[0] == '\n') return false;
   out = answer.data();
   return true;
 }
 
-bool LsblkCmdCollectionUnit::runInRoot(const std::string& commandLine, char* buffer,
-                                       int size) const {
-  EnvCmdCollectionUnit env;
-  env.setEnvironment(environment);
-  std::string pathValue;
-  if (!env.collectHostEnvValue("PATH", pathValue)) return false;
+LsblkCmdCollectionUnit::Place LsblkCmdCollectionUnit::findLsblk() const {
+  CommandCmdCollectionUnit lookUp;
+  lookUp.bufferSize = kPathAnswerBytes;
+  lookUp.setEnvironment(environment);
+  Place place;
+  if (!environment.empty()) {
+    EnvCmdCollectionUnit env;
+    env.setEnvironment(environment);
+    if (!env.collectHostEnvValue("PATH", place.pathValue)) return place;
+  }
   std::string path;
-  if (!lookUpUnit(environment).collectCommandPath("lsblk", path, pathValue.c_str())) return false;
-  return executeCmd(commandLine, buffer, size, kTimeoutSeconds, kWaitStepSeconds,
-                    pathValue.c_str());
+  const char* pathValue = environment.empty() ? nullptr : place.pathValue.c_str();
+  place.found = lookUp.collectCommandPath("lsblk", path, pathValue);
+  return place;
 }
 
-bool LsblkCmdCollectionUnit::runOnHost(const std::string& commandLine, char* buffer,
-                                       int size) const {
-  std::string path;
-  if (!lookUpUnit(environment).collectCommandPath("lsblk", path, nullptr)) return false;
-  return executeCmd(commandLine, buffer, size);
+bool LsblkCmdCollectionUnit::runLsblk(const std::string& commandLine, char* buffer,
+                                      int size) const {
+  if (environment.empty()) return executeCmd(commandLine, buffer, size);
+  return executeCmd(commandLine, buffer, size, kTimeoutSeconds, kWaitStepSeconds,
+                    mPlace->pathValue.c_str());
 }
 
 }  // namespace LedgoraCollect
