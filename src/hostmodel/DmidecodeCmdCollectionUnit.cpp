@@ -12,13 +12,22 @@ constexpr const char* kCommandLine = "dmidecode -t system ";
 
 constexpr struct {
   std::string MotherBoardCacheUnit::*member;
+  const char* key;  // a line without it can't match the expression
   const char* expression;
 } kMotherboardKeys[] = {
-    {&MotherBoardCacheUnit::motherBoardManufacturer, "Manufacturer:\\s*(.*)"},
-    {&MotherBoardCacheUnit::motherBoardProduct, "Product Name:\\s*(.*)"},
-    {&MotherBoardCacheUnit::motherBoardSerial, "Serial Number:\\s*(.*)"},
-    {&MotherBoardCacheUnit::motherBoardVersion, "Version:\\s*(.*)"},
+    {&MotherBoardCacheUnit::motherBoardManufacturer, "Manufacturer:", "Manufacturer:\\s*(.*)"},
+    {&MotherBoardCacheUnit::motherBoardProduct, "Product Name:", "Product Name:\\s*(.*)"},
+    {&MotherBoardCacheUnit::motherBoardSerial, "Serial Number:", "Serial Number:\\s*(.*)"},
+    {&MotherBoardCacheUnit::motherBoardVersion, "Version:", "Version:\\s*(.*)"},
 };
+
+std::vector<std::string> linesWith(const char* text, const std::vector<std::string>& lines) {
+  std::vector<std::string> found;
+  for (const std::string& line : lines) {
+    if (line.find(text) != std::string::npos) found.push_back(line);
+  }
+  return found;
+}
 
 }  // namespace
 
@@ -52,8 +61,8 @@ bool DmidecodeCmdCollectionUnit::executeMotherboardInfo(std::vector<std::string>
 
 void DmidecodeCmdCollectionUnit::paraMotherboardInfo(const std::vector<std::string>& lines,
                                                      MotherBoardCacheUnit& unit) {
-  for (const auto& key : kMotherboardKeys) {
-    paraMotherBoardInfoByRegex(lines, key.expression, unit.*key.member);
+  for (const auto& entry : kMotherboardKeys) {
+    paraMotherBoardInfoByRegex(linesWith(entry.key, lines), entry.expression, unit.*entry.member);
   }
 }
 

@@ -109,14 +109,15 @@ void expectAgreement(const Nics& document, const Nics& ip) {
 // Runs type 1 in a network namespace that `setUp` has furnished.
 void inNetwork(const std::string& setUp, std::size_t wantedNics) {
   SCOPED_TRACE(setUp.substr(0, 200));
-  EXPECT_TRUE(passesInNamespaces(CLONE_NEWNET, [&] {
+  const auto body = [&] {
     ASSERT_EQ(runProgram({"/bin/sh", "-ec", setUp}).exitStatus, 0);
     const ProgramResult result = ProgramRun().type(1);
     ASSERT_TRUE(result.hasDocument) << result.log;
     const Nics nics = nicsOfDocument(result);
     EXPECT_EQ(nics.size(), wantedNics);
     expectAgreement(nics, nicsOfIp());
-  }));
+  };
+  EXPECT_TRUE(passesInNamespaces(CLONE_NEWNET, body));
 }
 
 constexpr const char* kPair =
@@ -166,7 +167,7 @@ TEST(NetworkInterfaces, ThirtyInterfacesAreCutAtTheRoomForTheirNames) {
 }
 
 TEST(NetworkInterfaces, LimitOfTheConfiguration) {
-  EXPECT_TRUE(passesInNamespaces(CLONE_NEWNET, [] {
+  const auto body = [] {
     const std::string setUp = std::string(kPair) +
                               "ip addr add 10.0.0.2/24 dev a0;"
                               "ip addr add 10.0.1.2/24 dev b0";
@@ -181,7 +182,8 @@ TEST(NetworkInterfaces, LimitOfTheConfiguration) {
                                                       "E_HOST_INFO_INTERFACES=" + c.limit + "\n");
       EXPECT_EQ(nicsOfDocument(program.type(1)).size(), c.want) << c.limit;
     }
-  }));
+  };
+  EXPECT_TRUE(passesInNamespaces(CLONE_NEWNET, body));
 }
 
 }  // namespace

@@ -67,7 +67,7 @@ TEST(Services, RunningOnesHaveTheirProcess) {
       .file("units/one.service", "[Unit]\nDescription=One\n[Service]\nUser=www\nExecStart=" +
                                      machine.path("usr/bin/lcdaemon") + " 600\n")
       .file("units/two.service", "[Service]\nUser=www\nExecStart=/usr/bin/none\nType=oneshot\n");
-  EXPECT_TRUE(passesInNamespaces(CLONE_NEWNS, [&machine] {
+  const auto body = [&machine] {
     TempRoot empty;
     std::string unitDir;
     for (const char* directory : kUnitDirs) {
@@ -89,7 +89,8 @@ TEST(Services, RunningOnesHaveTheirProcess) {
               0);
     EXPECT_EQ(shown, "one RUN www " + started.substr(0, started.find('\n')) + "000 " + daemon +
                          " (One)\ntwo STOP www  /usr/bin/none ()\n");
-  }));
+  };
+  EXPECT_TRUE(passesInNamespaces(CLONE_NEWNS, body));
 }
 
 TEST(Services, RootHasItsOwnUnitsAndNothingOfTheHost) {
@@ -107,7 +108,7 @@ TEST(Services, RootHasItsOwnUnitsAndNothingOfTheHost) {
       .link("usr/lib/systemd/user", "/etc");
   ProgramRun program;
   EXPECT_EQ(show(program.type(19, {"env=" + root.path()})),
-            "secret STOP   ()\n"
+            "secret STOP    ()\n"
             "ssh STOP sshd  /usr/sbin/sshd (OpenBSD Secure Shell server)\n"
             "sshd STOP sshd  /usr/sbin/sshd (OpenBSD Secure Shell server)\n");
   const TempRoot empty;
@@ -120,7 +121,7 @@ TEST(Services, InitScriptsOnlyWithoutUnits) {
       .file("etc/init.d/functions", "x=1\n", 0644)
       .link("etc/rc.d/init.d", "../init.d");
   ProgramRun program;
-  EXPECT_EQ(show(program.type(19, {"env=" + root.path()})), "network STOP   ()\n");
+  EXPECT_EQ(show(program.type(19, {"env=" + root.path()})), "network STOP    ()\n");
   root.file("lib/systemd/system/a.socket").file("etc/systemd/user/b.service", "[Service]\nUser=u");
   EXPECT_EQ(show(program.type(19, {"env=" + root.path()})), "b STOP u   ()\n");
 }

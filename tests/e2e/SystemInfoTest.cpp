@@ -31,8 +31,9 @@ std::string showOs(const ProgramResult& result) {
   std::string shown;
   for (const char* key :
        {"os_name", "os_version", "os_version_codename", "os_edition_version", "host_type"}) {
-    shown += (shown.empty() ? "" : "|") + text(document.get(), key);
+    shown += text(document.get(), key) + "|";
   }
+  shown.pop_back();
   return shown;
 }
 
@@ -149,7 +150,7 @@ TEST(SystemInfo, WithoutOsReleaseTheRunningSystemsFilesNameIt) {
       .file("etc/issue", "CentOS release 6.10 (Final)\nKernel \\r on an \\m\n")
       .file("etc/system-release-cpe", "cpe:/o:centos:linux:6:GA\n");
   // As the machine itself: the root's etc in place of the real one.
-  EXPECT_TRUE(passesInNamespaces(CLONE_NEWNS, [&root] {
+  const auto body = [&root] {
     ASSERT_EQ(::mount(root.path("etc").c_str(), "/etc", nullptr, MS_BIND, nullptr), 0);
     EXPECT_EQ(showOs(ProgramRun().type(1)), "centos|6.10|||server");
     root.remove("etc/redhat-release");
@@ -158,7 +159,8 @@ TEST(SystemInfo, WithoutOsReleaseTheRunningSystemsFilesNameIt) {
     EXPECT_EQ(showOs(ProgramRun().type(1)), "redhat|5|||server");
     root.remove("etc/issue");
     EXPECT_EQ(showOs(ProgramRun().type(1)), "linux||||");
-  }));
+  };
+  EXPECT_TRUE(passesInNamespaces(CLONE_NEWNS, body));
 }
 
 constexpr const char* kKeys[] = {"host_name",
@@ -274,7 +276,7 @@ struct HardwareCase {
 
 void expectHardware(const HardwareCase& c) {
   SCOPED_TRACE(c.what);
-  EXPECT_TRUE(passesInNamespaces(CLONE_NEWNS, [&c] {
+  const auto body = [&c] {
     TempRoot fakes;
     TempRoot block;
     onlyOneDisk(block);
@@ -285,7 +287,8 @@ void expectHardware(const HardwareCase& c) {
     program.environment("PATH", fakes.path() + ":/usr/bin:/bin:/usr/sbin");
     const ProgramResult result = program.type(1);
     EXPECT_EQ(showHardware(result), c.want) << result.messages();
-  }));
+  };
+  EXPECT_TRUE(passesInNamespaces(CLONE_NEWNS, body));
 }
 
 TEST(SystemInfo, HardwareAsItsCommandsTell) {
