@@ -15,6 +15,11 @@ using namespace LedgoraTest;
 namespace LedgoraCollect {
 namespace {
 
+// Without the profile of whoever runs the test, which a login shell reads.
+struct QuickRun : ProgramRun {
+  QuickRun() { environment("HOME", "/nonexistent"); }
+};
+
 struct Nic {
   std::string mac, gateway, ipv4;
   std::set<std::string> ipv6;  // "address/prefix"
@@ -111,7 +116,7 @@ void inNetwork(const std::string& setUp, std::size_t wantedNics) {
   SCOPED_TRACE(setUp.substr(0, 200));
   const auto body = [&] {
     ASSERT_EQ(runProgram({"/bin/sh", "-ec", setUp}).exitStatus, 0);
-    const ProgramResult result = ProgramRun().type(1);
+    const ProgramResult result = QuickRun().type(1);
     ASSERT_TRUE(result.hasDocument) << result.log;
     const Nics nics = nicsOfDocument(result);
     EXPECT_EQ(nics.size(), wantedNics);
@@ -125,7 +130,7 @@ constexpr const char* kPair =
 
 TEST(NetworkInterfaces, ThisMachineAgreesWithIp) {
   const Nics ip = nicsOfIp();
-  const Nics nics = nicsOfDocument(ProgramRun().type(1));
+  const Nics nics = nicsOfDocument(QuickRun().type(1));
   EXPECT_EQ(nics.size(), ip.size());
   expectAgreement(nics, ip);
 }
@@ -177,7 +182,7 @@ TEST(NetworkInterfaces, LimitOfTheConfiguration) {
       std::size_t want;
     } cases[] = {{"1", 1}, {"0", 0}, {"-1", 0}, {"2", 2}};
     for (const auto& c : cases) {
-      ProgramRun program;
+      QuickRun program;
       program.tree().file("config/hostlimit.ini", std::string("[host_limit]\n") +
                                                       "E_HOST_INFO_INTERFACES=" + c.limit + "\n");
       EXPECT_EQ(nicsOfDocument(program.type(1)).size(), c.want) << c.limit;

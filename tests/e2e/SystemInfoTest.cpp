@@ -16,6 +16,11 @@ using namespace LedgoraTest;
 namespace LedgoraCollect {
 namespace {
 
+// Without the profile of whoever runs the test, which a login shell reads.
+struct QuickRun : ProgramRun {
+  QuickRun() { environment("HOME", "/nonexistent"); }
+};
+
 JsonHandle parsed(const ProgramResult& result) {
   return JsonHandle(cJSON_Parse(result.document.c_str()));
 }
@@ -135,7 +140,7 @@ void build(TempRoot& root, const Distribution& distribution) {
 }
 
 TEST(SystemInfo, RootsAsDistributionsWriteThem) {
-  ProgramRun program;
+  QuickRun program;
   for (const Distribution& distribution : kDistributions) {
     SCOPED_TRACE(distribution.what);
     TempRoot root;
@@ -152,13 +157,13 @@ TEST(SystemInfo, WithoutOsReleaseTheRunningSystemsFilesNameIt) {
   // As the machine itself: the root's etc in place of the real one.
   const auto body = [&root] {
     ASSERT_EQ(::mount(root.path("etc").c_str(), "/etc", nullptr, MS_BIND, nullptr), 0);
-    EXPECT_EQ(showOs(ProgramRun().type(1)), "centos|6.10|||server");
+    EXPECT_EQ(showOs(QuickRun().type(1)), "centos|6.10|||server");
     root.remove("etc/redhat-release");
     root.remove("etc/system-release-cpe");
     root.file("etc/issue", "Red Hat 5 \\n\n");
-    EXPECT_EQ(showOs(ProgramRun().type(1)), "redhat|5|||server");
+    EXPECT_EQ(showOs(QuickRun().type(1)), "redhat|5|||server");
     root.remove("etc/issue");
-    EXPECT_EQ(showOs(ProgramRun().type(1)), "linux||||");
+    EXPECT_EQ(showOs(QuickRun().type(1)), "linux||||");
   };
   EXPECT_TRUE(passesInNamespaces(CLONE_NEWNS, body));
 }
@@ -192,7 +197,7 @@ constexpr const char* kKeys[] = {"host_name",
                                  "disk_detail_info"};
 
 TEST(SystemInfo, ThisMachine) {
-  ProgramRun program;
+  QuickRun program;
   program.environment("LANG", "C.UTF-8");
   const ProgramResult result = program.type(1);
   ASSERT_TRUE(result.hasDocument) << result.log;
@@ -282,7 +287,7 @@ void expectHardware(const HardwareCase& c) {
     onlyOneDisk(block);
     replaceProgram(fakes, "dmidecode", c.dmidecode);
     replaceProgram(fakes, "lsblk", c.lsblk);
-    ProgramRun program;
+    QuickRun program;
     if (*c.filter) program.tree().file("config/soft_app_filter.json", c.filter);
     program.environment("PATH", fakes.path() + ":/usr/bin:/bin:/usr/sbin");
     const ProgramResult result = program.type(1);
