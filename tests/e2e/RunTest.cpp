@@ -292,3 +292,35 @@ TEST(Run, LocaleVariableIsDropped) {
   program.environment("LC_ALL", "de_DE.UTF-8");
   EXPECT_EQ(program.type(14).count("LC_ALL =  de_DE.UTF-8"), 1);
 }
+
+TEST(Run, LimitsFile) {
+  const struct {
+    const char* what;
+    std::string ini;
+    int missingKeys;
+    bool empty;
+  } cases[] = {
+      {"as shipped", "", 0, false},
+      {"another section", "[limits]\nE_HOST_PROCESS=0\n", 29, false},
+      {"none allowed", "[host_limit]\n E_HOST_PROCESS = 0 \r\n", 28, true},
+      {"text", "[host_limit]\nE_HOST_PROCESS=many\n", 28, true},
+      {"negative", "[host_limit]\nE_HOST_PROCESS=-1\n", 28, true},
+      {"beyond the type", "[host_limit]\nE_HOST_PROCESS=4294967808\n", 28, true},
+      {"nothing behind the sign", "[host_limit]\nE_HOST_PROCESS=\n", 29, false},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    ProgramRun program;
+    if (!c.ini.empty()) program.tree().file("config/hostlimit.ini", c.ini);
+    const ProgramResult result = program.type(3, {"option=1"});
+    EXPECT_EQ(result.count("ini_file_get ini fail session:host_limit,key:E_"), c.missingKeys);
+    EXPECT_EQ(result.document == R"({"list":[]})", c.empty) << result.document.substr(0, 80);
+    EXPECT_EQ(result.out, std::to_string(result.document.size()));
+  }
+  ProgramRun program;
+  program.tree().remove("config/hostlimit.ini");
+  const ProgramResult result = program.type(3, {"option=1"});
+  EXPECT_GE(result.count("W "), 1);
+  EXPECT_GE(result.count("no ini file @/../config/hostlimit.ini."), 1);
+  EXPECT_GT(result.document.size(), 100U);
+}

@@ -15,6 +15,7 @@
 #include <system_error>
 
 #include "common/support/Handles.h"
+#include "support/ProcessorGroup.h"
 
 namespace fs = std::filesystem;
 using LedgoraCollect::FileDescriptor;
@@ -164,7 +165,11 @@ ProgramResult ProgramRun::run(const std::vector<std::string>& arguments) {
   fs::remove(documentPath());
   std::vector<std::string> words = {program()};
   words.insert(words.end(), arguments.begin(), arguments.end());
-  ProgramResult result = runProgram(words, mEnvironment, mInChild);
+  const ProcessorGroup group;
+  ProgramResult result = runProgram(words, mEnvironment, [&] {
+    group.enter();
+    if (mInChild) mInChild();
+  });
   result.hasDocument = fs::exists(documentPath());
   result.document = readWhole(documentPath());
   const std::string after = mTree.read(log);
