@@ -8,6 +8,7 @@
 #include "common/PathUtils.h"
 #include "common/StringUtils.h"
 #include "common/support/BoundedString.h"
+#include "common/support/CommandRunner.h"
 #include "common/support/Handles.h"
 #include "common/support/Log.h"
 #include "hostmodel/PathCollectionUnit.h"
@@ -35,27 +36,11 @@ constexpr int kFilesLines = 1024;
 constexpr int kQuestionSeconds = 30;
 constexpr int kWaitStep = 5;
 
-// Results of the command runner, which the failed call leaves in errno.
-constexpr int kNotStarted = -104;
-constexpr int kStoppedAtLimit = -110;
-
 /// Roots whose rpm didn't name an owner within its time: a second question
 /// would cost as much, so it isn't asked in this run.
 std::set<std::string>& slowRoots() {
   static std::set<std::string> roots;
   return roots;
-}
-
-/// Whether `value` may stand unquoted in rpm's command line. A word that
-/// begins with "-" behind a blank would be an option of rpm, and some of
-/// those run programs; a pattern would ask for other files than the one meant.
-bool isPlainForRpm(const std::string& value, const char* function) {
-  if (!acceptCommandWord(value, CommandPlace::Unquoted, function)) return false;
-  const bool optionBehind =
-      value.find(" -") != std::string::npos || value.find("\t-") != std::string::npos;
-  if (!optionBehind && value.find_first_of("*?[#") == std::string::npos) return true;
-  error_output(1, function, __LINE__, "not asked about \"%s\": not one plain word", value.c_str());
-  return false;
 }
 
 }  // namespace
@@ -98,7 +83,7 @@ bool RpmCmdCollectionUnit::run(const std::string& command, int bufferSize, int t
     return true;
   }
   const int failure = errno;
-  if (failure == kNotStarted) {
+  if (failure == kCommandNotStarted) {
     error_output(0, __func__, __LINE__, "exec cmd: %s errno=%d, set detect result false",
                  command.c_str(), failure);
     setDetectResult(false);
@@ -114,20 +99,20 @@ bool RpmCmdCollectionUnit::executeQA(std::string& out) {
 }
 
 bool RpmCmdCollectionUnit::executeQF(const std::string& path, std::string& out) {
-  if (!isPlainForRpm(path, __func__)) return false;
+  if (!acceptCommandWord(path, CommandPlace::Unquoted, __func__)) return false;
   std::string command(kOwnerCommandBytes, '\0');
   const int length = str_snprintf(command.data(), command.size(), kOwnerFormat, path.c_str());
   if (length < 0 || length >= kOwnerCommandBytes) return false;
   command.resize(static_cast<std::size_t>(length));
   if (run(command, kOwnerBytes, kQuestionSeconds, out)) return true;
-  if (errno == kStoppedAtLimit) slowRoots().insert(rootKey());
+  if (errno == kCommandStopped) slowRoots().insert(rootKey());
   error_output(0, __func__, __LINE__, "exec cmd: %s error.", command.c_str());
   return false;
 }
 
 bool RpmCmdCollectionUnit::executeQL(const std::string& pkg, const std::string& grep,
                                      std::string& out) {
-  if (!isPlainForRpm(pkg, __func__)) return false;
+  if (!acceptCommandWord(pkg, CommandPlace::Unquoted, __func__)) return false;
   const std::string command = "rpm -ql " + pkg + (grep.empty() ? "" : "| grep " + grep) +
                               "| head -n " + std::to_string(kFilesLines) + " 2>/dev/null";
   if (run(command, kFilesBytes, kQuestionSeconds, out)) return true;
