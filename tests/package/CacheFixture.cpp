@@ -78,6 +78,8 @@ CacheTest::CacheTest() {
   // The directory over which runs mount theirs.
   const std::string directory = LedgoraCollect::installPath("@/../var/data");
   require(LedgoraCollect::dirutils_mkdir(directory.c_str(), 0755) == 0, directory);
+  // What earlier tests of this process logged doesn't belong to the runs.
+  LedgoraCollect::autolog_init(mOutput.path().c_str(), 1);
 }
 
 int CacheTest::Outcome::count(const std::string& text) const {

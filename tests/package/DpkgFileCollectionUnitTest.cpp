@@ -50,8 +50,8 @@ TEST_F(DpkgSource, WhichPackagesAreReported) {
        "Package: a\nStatus: unknown ok not-installed\n\n" + kLast, "a "},
       {"no status at all", "Package: a\nVersion: 1\n\n" + kLast, "a "},
       {"a continuation line that looks like a field", stanza("a", " see Package: b here\n") + kLast,
-       "a "},
-      {"nameless", "Package:\nVersion: 1\n\n" + kLast, ""},
+       "a b "},
+      {"a name that is missing", "Package:\nVersion: 1\n\n" + kLast, "#END#Version: "},
       {"a zero byte cuts its line", std::string("Package: a\0b\nVersion: 1\n", 24) + kLast, "a "},
   };
   for (const auto& c : cases) {

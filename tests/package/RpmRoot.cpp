@@ -30,6 +30,7 @@ std::string commandOutput(const std::string& command) {
 
 RpmRoot::RpmRoot() {
   copyProgram("/usr/bin/rpm");
+  mTree.dir("usr/lib");
   fs::copy("/usr/lib/rpm", mTree.path("usr/lib/rpm"),
            fs::copy_options::recursive | fs::copy_options::copy_symlinks);
   // Some distributions' rpm keeps root's database in the home directory.

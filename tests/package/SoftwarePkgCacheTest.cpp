@@ -58,7 +58,10 @@ TEST_F(PackageCache, UnchangedMachineWritesOnlyTheEnvironment) {
 }
 
 TEST_F(PackageCache, OneRefreshServesAProcess) {
-  const Outcome outcome = run([this] { return listed(here()) + listed(here()); });
+  const Outcome outcome = run([this] {
+    std::string text = listed(here());
+    return text += listed(here());
+  });
   EXPECT_EQ(outcome.answer, mRoot.expected() + mRoot.expected());
   EXPECT_EQ(outcome.count("get all dpkg by read"), 1);
   EXPECT_EQ(outcome.count("db cache is enable, skipped to rebuild!!"), 1);
@@ -137,9 +140,11 @@ TEST_F(PackageCache, ContainersAndHostDoNotMix) {
   const Environment a = inside(one, 'a');
   const Environment b = inside(two, 'b');
   const auto all = [&] {
-    return listed(a) + "+" + listed(b) + "+" + owners(a, {"/usr/bin/tool"}) + "+" +
-           owners(b, {"/usr/bin/tool"}) + "+" +
-           owners(Environment{}, {"/usr/bin/tool", "/usr/bin/dpkg"});
+    std::string text = listed(a) + "+";
+    text += listed(b) + "+";
+    text += owners(a, {"/usr/bin/tool"}) + "+";
+    text += owners(b, {"/usr/bin/tool"}) + "+";
+    return text += owners(Environment{}, {"/usr/bin/tool", "/usr/bin/dpkg"});
   };
   const std::string want =
       first.expected() + "+" + second.expected() + "+only-first +only-second +- dpkg ";
@@ -147,10 +152,11 @@ TEST_F(PackageCache, ContainersAndHostDoNotMix) {
   EXPECT_EQ(run(all).answer, want);
   EXPECT_EQ(sql("select count(*) from software_pkg_env"), "3\n");
   // One container id is one environment, whichever process gave the root.
-  EXPECT_EQ(run([&] {
-              return listed(a) + listed({"", b.target, a.containerId});
-            }).answer,
-            first.expected() + first.expected());
+  const auto sameId = [&] {
+    std::string text = listed(a);
+    return text += listed({"", b.target, a.containerId});
+  };
+  EXPECT_EQ(run(sameId).answer, first.expected() + first.expected());
 }
 
 TEST_F(PackageCache, IdsAreHashesOfTheJoinedParts) {
