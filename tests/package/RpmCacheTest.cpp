@@ -72,6 +72,7 @@ TEST_F(RpmCache, OwnersEqualRpmsOwn) {
                                        "/usr/bin/rpm",   "/opt/b/with blank", "/nowhere",
                                        "/usr/bin",       "/usr/bin/silent",   "/usr/bin/shared"};
   std::string want;
+  std::string sharedOwner;  // one of two; rpm decides
   for (const std::string& path : paths) {
     std::istringstream answer(mRoot.rpmInside("-qf '" + path + "' --qf '%{NAME}\\n' 2>/dev/null"));
     std::string name;
@@ -81,6 +82,7 @@ TEST_F(RpmCache, OwnersEqualRpmsOwn) {
     const bool known = !name.empty() && name.find(' ') == std::string::npos &&
                        path.find(' ') == std::string::npos && name != "silent";
     want += (known ? name : "-") + " ";
+    if (path == "/usr/bin/shared") sharedOwner = name;
   }
   const auto body = [&] { return owners(here(), paths); };
   const Outcome first = run(body);
@@ -91,10 +93,8 @@ TEST_F(RpmCache, OwnersEqualRpmsOwn) {
   EXPECT_EQ(sql("select f.pkg_file_path, ifnull(i.pkg_name, '-') from software_pkg_file f left "
                 "join software_pkg_info i on i.id = f.pkg_id order by f.rowid"),
             "/usr/bin/alpha|alpha\n/usr/bin/beta|beta\n/usr/bin/umlaut|umlaut\n/usr/bin/rpm|-\n"
-            "/usr/bin|-\n/usr/bin/shared|" +
-                want.substr(want.rfind(' ', want.size() - 2) + 1,
-                            want.size() - want.rfind(' ', want.size() - 2) - 2) +
-                "\n");
+            "/usr/bin|-\n/usr/bin/silent|-\n/usr/bin/shared|" +
+                sharedOwner + "\n");
   const Outcome second = run(body);
   EXPECT_EQ(second.answer, want);
   EXPECT_LT(second.count("rpm -qf"), first.count("rpm -qf"));
