@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <string>
 
+#include "common/support/StateDatabase.h"
+
 namespace LedgoraCollect {
 
 /// The package tables' connection to "hoststate.db". The software tables of
@@ -62,17 +64,11 @@ class DBManage {
   DBManage& operator=(const DBManage&) = delete;
 
  private:
-  DBManage() = default;
+  DBManage();
   ~DBManage();
-  int openOnce(const char* path, std::string& failure);
-  int runTransactionStatement(sqlite3_stmt* statement);
-  int runTableText(const char* format, const char* table, const char* failure);
 
   bool mInited = false;
-  sqlite3* mDb = nullptr;
-  sqlite3_stmt* mBeginStmt = nullptr;
-  sqlite3_stmt* mCommitStmt = nullptr;
-  sqlite3_stmt* mRollbackStmt = nullptr;
+  StateDatabase mDatabase;  ///< the connection and the three transaction statements
 };
 
 }  // namespace LedgoraCollect
