@@ -44,6 +44,7 @@ bool CollectIPList::collectImple(cJSON* root) {
     error_output(0, __func__, __LINE__, "Failed to get json result, error code=%d", code);
     return false;
   }
+  // The text says "port info" of an address list; tools look for it as it is.
   error_output(2, __func__, __LINE__, "success to get port info to json");
   return true;
 }

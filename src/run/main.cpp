@@ -32,14 +32,14 @@ static int writeForbidden(CollectManage& manage, int type) {
   return code;
 }
 
-/// Gathers and writes the document of a collector whose init() succeeded.
-static int collectDocument(CollectManage& manage, CollectBase& collector, int type) {
-  const JsonHandle document(cJSON_CreateObject());
+/// Fills and writes the document of a collector whose init() succeeded.
+static int collectDocument(CollectManage& manage, CollectBase& collector, int type,
+                           cJSON* document) {
   if (!document) {
     error_output(0, __func__, __LINE__, "type %d, create object failed", type);
     return -1;
   }
-  if (!collector.collectImple(document.get())) {
+  if (!collector.collectImple(document)) {
     error_output(0, __func__, __LINE__, "type %d get json failed", type);
     return -1;
   }
@@ -48,7 +48,7 @@ static int collectDocument(CollectManage& manage, CollectBase& collector, int ty
                  collector.getOption());
     return 0;
   }
-  const int code = manage.writeJsonFile(document.get(), manage.getCollectOutPath());
+  const int code = manage.writeJsonFile(document, manage.getCollectOutPath());
   if (code <= 0) error_output(0, __func__, __LINE__, "type %d writeJsonFile failed", type);
   return code;
 }
@@ -75,7 +75,8 @@ static int collectBase(CollectManage& manage) {
     error_output(0, __func__, __LINE__, "type %d, init failed", type);
     return -1;
   }
-  const int code = collectDocument(manage, *collector, type);
+  const JsonHandle document(cJSON_CreateObject());
+  const int code = collectDocument(manage, *collector, type, document.get());
   collector->uinit();
   return code;
 }
