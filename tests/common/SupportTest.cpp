@@ -78,6 +78,10 @@ TEST(PlainFile, OpensRegularFilesOnlyAndNeverBlocks) {
   const FileHandle regular(utf8_fopen(root.path("regular").c_str(), "rb"));
   ASSERT_NE(regular, nullptr);
   EXPECT_NE(::fcntl(::fileno(regular.get()), F_GETFD) & FD_CLOEXEC, 0);
+  const FileHandle made(utf8_fopen(root.path("made").c_str(), "wb"));
+  struct stat info {};
+  ASSERT_EQ(::stat(root.path("made").c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777U & ~0640U, 0U);
   EXPECT_NE(is_file_exist(root.path("fifo").c_str()), 0);
   EXPECT_EQ(is_file_exist(root.path("none").c_str()), 0);
 }

@@ -13,9 +13,14 @@
 namespace LedgoraCollect {
 namespace {
 
+// What a run finds out is for its owner and group; a file that is there
+// already keeps its mode.
+constexpr mode_t kNewFileMode = 0640;
 constexpr std::size_t kFirstReadBytes = 16 * 1024;
 
 bool isPlainRead(const char* mode) { return mode[0] == 'r' && std::strchr(mode, '+') == nullptr; }
+
+bool isPlainWrite(const char* mode) { return mode[0] == 'w' && std::strchr(mode, '+') == nullptr; }
 
 /// Room for the whole file, if its stated size is true; files of the proc
 /// file system state 0.
@@ -28,8 +33,14 @@ std::size_t expectedBytes(int descriptor, std::size_t limit) {
 }  // namespace
 
 FILE* utf8_fopen(const char* path, const char* mode) {
-  if (!isPlainRead(mode)) return std::fopen(path, (std::string(mode) + "e").c_str());
-  FileDescriptor file = openRegularFile(path);
+  FileDescriptor file;
+  if (isPlainRead(mode)) {
+    file = openRegularFile(path);
+  } else if (isPlainWrite(mode)) {
+    file = FileDescriptor(::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode));
+  } else {
+    return std::fopen(path, (std::string(mode) + "e").c_str());
+  }
   if (!file) return nullptr;
   FILE* const stream = ::fdopen(file.get(), mode);
   if (stream != nullptr) file.release();

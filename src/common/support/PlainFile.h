@@ -13,7 +13,8 @@ namespace LedgoraCollect {
 /// fopen whose descriptor is closed on exec. Only regular files (those of the
 /// proc and sys file systems included) are opened for reading, never outside
 /// the inspected root that the path lies in; a fifo, socket or device counts
-/// as unreadable and holds nobody up. Null with errno set on failure. The
+/// as unreadable and holds nobody up. A file made for writing gets mode 0640 at
+/// most. Null with errno set on failure. The
 /// caller closes the stream with fclose.
 FILE* utf8_fopen(const char* path, const char* mode);
 
