@@ -1,4 +1,6 @@
 // The proc file system's tables of IPv6 addresses and of routes.
+#include <arpa/inet.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -10,7 +12,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   LedgoraCollect::InterfaceAddresses addresses;
   LedgoraCollect::parseIfInet6(text, addresses);
   for (const auto& [name, ip] : addresses) {
-    if (name.empty() || name.size() > 20 || ip.subnet < 0 || ip.subnet > 255) __builtin_trap();
+    in6_addr address{};
+    if (name.size() > 20 || ::inet_pton(AF_INET6, ip.ip.c_str(), &address) != 1) __builtin_trap();
   }
   std::map<std::string, std::string> gateways;
   LedgoraCollect::parseDefaultGateways(text, gateways);

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -12,27 +13,35 @@
 #include "hostmodel/OsCollection.h"
 
 using namespace LedgoraCollect;
+namespace fs = std::filesystem;
 
 namespace {
 
 // One root for the whole run; every file of it is a link to the one text.
-std::string makeRoot() {
-  char pattern[] = "/tmp/fuzz-release-XXXXXX";
-  if (::mkdtemp(pattern) == nullptr) std::abort();
-  const std::string root = pattern;
-  if (std::system(("mkdir " + root + "/etc").c_str()) != 0) std::abort();
-  for (const char* name :
-       {"os-release", ".kyinfo", ".productinfo", "product-info", "issue", "redhat-release"}) {
-    if (::symlink("text", (root + "/etc/" + name).c_str()) != 0) std::abort();
+struct ReleaseRoot {
+  ReleaseRoot() {
+    char pattern[] = "/tmp/fuzz-release-XXXXXX";
+    if (::mkdtemp(pattern) == nullptr) std::abort();
+    path = pattern;
+    fs::create_directory(path / "etc");
+    for (const char* name :
+         {"os-release", ".kyinfo", ".productinfo", "product-info", "issue", "redhat-release"}) {
+      fs::create_symlink("text", path / "etc" / name);
+    }
+    InspectedRoot::setEnvironment(path);
   }
-  InspectedRoot::setEnvironment(root);
-  return root;
-}
+  ~ReleaseRoot() {
+    std::error_code gone;
+    fs::remove_all(path, gone);
+  }
+  fs::path path;
+};
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const std::string root = makeRoot();
+  static const ReleaseRoot releaseRoot;
+  const std::string root = releaseRoot.path;
   std::ofstream(root + "/etc/text", std::ios::binary)
       .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
   OS_RELEASE release;

@@ -10,8 +10,7 @@ using namespace LedgoraCollect;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
-  IniFile ini;
-  ini.parse(text);
+  IniFile ini(text);
   const char* start = ini.get("Service", "ExecStart");
   ServiceCacheUnit unit;
   if (SystemctlFileCollectionUnit::getServicePath(start ? start : text, unit)) {
