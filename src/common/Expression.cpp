@@ -3,6 +3,7 @@
 #include <time.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdint>
 #include <unordered_map>
 
@@ -26,10 +27,40 @@ constexpr std::uint32_t kHeapKib = 64 * 1024;
 // an ordinary expression a tenth of it.
 constexpr double kSearchSeconds = 0.5;
 
-double processorSeconds() {
+double seconds(clockid_t clock) {
   timespec now{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  clock_gettime(clock, &now);
   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+// Holds the limits; its step and offset limits are set before each call of the engine.
+pcre2_match_context* sharedContext() {
+  static const MatchContext context = [] {
+    MatchContext made(pcre2_match_context_create(nullptr));
+    if (made) pcre2_set_heap_limit(made.get(), kHeapKib);
+    return made;
+  }();
+  return context.get();
+}
+
+// What the engine knows of the first byte of a match. Of a single byte it doesn't tell
+// whether case counts, so both cases are taken.
+std::unique_ptr<std::bitset<256>> firstBytes(const pcre2_code* code) {
+  const std::uint8_t* bitmap = nullptr;
+  std::uint32_t type = 0;
+  std::uint32_t unit = 0;
+  pcre2_pattern_info(code, PCRE2_INFO_FIRSTBITMAP, &bitmap);
+  pcre2_pattern_info(code, PCRE2_INFO_FIRSTCODETYPE, &type);
+  pcre2_pattern_info(code, PCRE2_INFO_FIRSTCODEUNIT, &unit);
+  auto bytes = std::make_unique<std::bitset<256>>();
+  if (type == 1 && unit < 0x80) {
+    bytes->set(static_cast<std::size_t>(std::tolower(static_cast<int>(unit))));
+    bytes->set(static_cast<std::size_t>(std::toupper(static_cast<int>(unit))));
+    return bytes;
+  }
+  if (bitmap == nullptr) return nullptr;
+  for (std::size_t i = 0; i < 256; ++i) bytes->set(i, (bitmap[i / 8] >> (i % 8) & 1) != 0);
+  return bytes;
 }
 
 std::unique_ptr<Expression> compile(const std::string& text) {
@@ -48,6 +79,15 @@ Expression::Expression(ExpressionCode code) : mCode(std::move(code)) {
   std::uint32_t options = 0;
   pcre2_pattern_info(mCode.get(), PCRE2_INFO_ALLOPTIONS, &options);
   mUtf = (options & PCRE2_UTF) != 0;
+  mFirstBytes = firstBytes(mCode.get());
+}
+
+std::size_t Expression::nextBeginning(const std::string& text, std::size_t start) const {
+  if (!mFirstBytes) return start;
+  while (start < text.size() && !mFirstBytes->test(static_cast<unsigned char>(text[start]))) {
+    ++start;
+  }
+  return start;
 }
 
 const Expression* Expression::compiled(const std::string& expression) {
@@ -62,14 +102,11 @@ ExpressionSearch::ExpressionSearch(const Expression& expression, const std::stri
     : mExpression(expression),
       mText(text),
       mData(pcre2_match_data_create_from_pattern(expression.code(), nullptr)),
-      mContext(pcre2_match_context_create(nullptr)),
       mWindow(kWidestWindow),
-      mDeadlineSeconds(processorSeconds() + kSearchSeconds) {
-  if (mContext) pcre2_set_heap_limit(mContext.get(), kHeapKib);
-}
+      mWallBegin(seconds(CLOCK_MONOTONIC)) {}
 
 int ExpressionSearch::next(std::size_t start) {
-  if (!mData || !mContext) return PCRE2_ERROR_NOMEMORY;
+  if (!mData || sharedContext() == nullptr) return PCRE2_ERROR_NOMEMORY;
   for (;;) {
     if (timeIsUp()) return PCRE2_ERROR_MATCHLIMIT;
     const int found = matchWindow(start);
@@ -80,16 +117,18 @@ int ExpressionSearch::next(std::size_t start) {
     if (found != PCRE2_ERROR_NOMATCH || start + mWindow > mText.size()) return found;
     start += mWindow;
     while (mExpression.isUtf() && start < mText.size() && (mText[start] & 0xC0) == 0x80) ++start;
+    // The engine has looked for the next beginning already, far beyond its window.
+    start = mExpression.nextBeginning(mText, start);
     widen();
   }
 }
 
 int ExpressionSearch::matchWindow(std::size_t start) {
   const std::size_t beginnings = std::min(mWindow, mText.size() - start + 1);
-  pcre2_set_match_limit(mContext.get(), static_cast<std::uint32_t>(kSteps / beginnings));
-  pcre2_set_offset_limit(mContext.get(), start + beginnings - 1);
+  pcre2_set_match_limit(sharedContext(), static_cast<std::uint32_t>(kSteps / beginnings));
+  pcre2_set_offset_limit(sharedContext(), start + beginnings - 1);
   return pcre2_match(mExpression.code(), reinterpret_cast<PCRE2_SPTR>(mText.data()), mText.size(),
-                     start, 0, mData.get(), mContext.get());
+                     start, 0, mData.get(), sharedContext());
 }
 
 bool ExpressionSearch::narrow(std::size_t start) {
@@ -101,6 +140,14 @@ bool ExpressionSearch::narrow(std::size_t start) {
 
 void ExpressionSearch::widen() { mWindow = std::min(mWindow * 2, kWidestWindow); }
 
-bool ExpressionSearch::timeIsUp() const { return processorSeconds() > mDeadlineSeconds; }
+// Processor time counts, so that a busy machine or the run's own limit takes nothing away; it
+// costs a system call, so it is asked only when the clock on the wall has gone on.
+bool ExpressionSearch::timeIsUp() {
+  constexpr double kGlanceSeconds = 0.02;
+  if (seconds(CLOCK_MONOTONIC) - mWallBegin < kGlanceSeconds) return false;
+  const double now = seconds(CLOCK_THREAD_CPUTIME_ID);
+  if (mProcessorBegin < 0) mProcessorBegin = now;
+  return now - mProcessorBegin > kSearchSeconds;
+}
 
 }  // namespace LedgoraCollect

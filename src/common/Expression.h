@@ -3,6 +3,7 @@
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <pcre2.h>
 
+#include <bitset>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -27,10 +28,15 @@ class Expression {
   const pcre2_code* code() const { return mCode.get(); }
   /// True if the expression asks for UTF-8, so that matches can't begin inside a character.
   bool isUtf() const { return mUtf; }
+  /// The first position from `start` on at which a match may begin, as far as its first byte
+  /// tells; the text's size if there is none.
+  std::size_t nextBeginning(const std::string& text, std::size_t start) const;
 
  private:
   ExpressionCode mCode;
   bool mUtf = false;
+  // One bit for each byte that may begin a match; null if nothing is known.
+  std::unique_ptr<std::bitset<256>> mFirstBytes;
 };
 
 /// One expression over one text. The engine's own limit on its steps counts anew for each
@@ -51,14 +57,14 @@ class ExpressionSearch {
   int matchWindow(std::size_t start);
   bool narrow(std::size_t start);
   void widen();
-  bool timeIsUp() const;
+  bool timeIsUp();
 
   const Expression& mExpression;
   const std::string& mText;
   MatchData mData;
-  MatchContext mContext;
   std::size_t mWindow;
-  double mDeadlineSeconds;
+  double mWallBegin;
+  double mProcessorBegin = -1;
 };
 
 }  // namespace LedgoraCollect

@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <climits>
 
+#include "common/LinkWalk.h"
 #include "common/RootOpen.h"
-#include "common/RootWalk.h"
 #include "common/RootedPath.h"
 
 namespace LedgoraCollect {
@@ -93,10 +93,7 @@ std::string resolveInspected(const std::string& path) {
     const MallocText resolved(::realpath(path.c_str(), nullptr));
     return resolved ? resolved.get() : path;
   }
-  if (place.root() < 0) return path;
-  RootWalk walk(place.root(), RootRule::InRoot, true);
-  walk.walk(place.rest());
-  return place.prefix() + walk.text();
+  return LinkWalk::resolved(place, path);
 }
 
 InspectedPath::InspectedPath(const std::string& path) : mDescriptor(openObject(path, 0)) {

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <sys/stat.h>
-
 #include <string>
+
+#include "common/RootedPath.h"
 
 namespace LedgoraCollect {
 
@@ -17,10 +17,14 @@ class LinkWalk {
   /// All components: see PathUtils::getLinkedPath. The root isn't empty.
   std::string linked(const std::string& path) const;
 
+  /// The path to which a place leads inside its root, with the root's text in front. `given`
+  /// if it leads nowhere: round in a circle, or through a link of the proc file system.
+  static std::string resolved(const RootedPath& place, const std::string& given);
+
  private:
-  bool look(const std::string& path, struct stat& status) const;
-  bool readLink(const std::string& path, std::string& text) const;
-  std::string keptInside(const std::string& path) const;
+  bool endLinkInRoot(const RootedPath& place, const std::string& path, std::string& out,
+                     int depth) const;
+  std::string linkedOnHost(const std::string& path) const;
 
   std::string mRoot;
 };
