@@ -1,9 +1,14 @@
 #include "run/CollectorTable.h"
 
+#include "collect/CollectEnvInfo.h"
 #include "collect/CollectInstallPackage.h"
+#include "collect/CollectKernelModuleInfo.h"
 #include "collect/CollectProcessInfo.h"
+#include "collect/CollectScheduleInfo.h"
 #include "collect/CollectServiceInfo.h"
 #include "collect/CollectSystemInfo.h"
+#include "collect/CollectSystemStatus.h"
+#include "collect/CollectUserInfo.h"
 #include "run/CollectAgentInfo.h"
 #include "run/CollectIPList.h"
 #include "software/CollectSoftware.h"
@@ -24,10 +29,15 @@ constexpr struct {
   std::shared_ptr<CollectBase> (*make)();
 } kCollectors[] = {
     {E_COLLECT_SYSTEM_INFO, make<CollectSystemInfo>},
+    {E_COLLECT_SYSTEM_STATUS, make<CollectSystemStatus>},
     {E_COLLECT_PROCESS, make<CollectProcessInfo>},
+    {E_COLLECT_USER, make<CollectUserInfo>},
+    {E_COLLECT_SCHEDULE, make<CollectScheduleInfo>},
     {E_COLLECT_SOFTWARE, make<CollectSoftware>},
     {E_COLLECT_IP_LIST, make<CollectIPList>},
     {E_COLLECT_SERVICE, make<CollectServiceInfo>},
+    {E_COLLECT_ENV, make<CollectEnvInfo>},
+    {E_COLLECT_KERNEL_MODULE, make<CollectKernelModuleInfo>},
     {E_COLLECT_INSTALL_PACKAGE, make<CollectInstallPackage>},
     {E_COLLECT_AGENT_INFO, make<CollectAgentInfo>},
 };
