@@ -164,14 +164,15 @@ bool SystemctlFileCollectionUnit::getServicePidInfoByFile(const std::string& pat
   return true;
 }
 
-// A unit without an executable meets the first process whose executable can't
-// be told (deleted, or not in its root). Consumers know such services as
-// running, so the empty path isn't left out of the search.
+// A unit without an executable isn't looked up by it: it would meet whichever
+// process has lost its own (a daemon that was updated while it ran), and a
+// oneshot that isn't running would count as "RUN".
 void SystemctlFileCollectionUnit::getServiceStatusByProcess(ServiceCacheUnit& unit,
                                                             const Processes& processes) {
+  const std::string& path = unit.getMExecFilePath();
   ProcessCacheUnit process;
   if (!getProcessByProcessName(unit.getMServerName(), processes, process) &&
-      !getProcessByProcessPath(unit.getMExecFilePath(), processes, process)) {
+      (path.empty() || !getProcessByProcessPath(path, processes, process))) {
     error_output(1, __func__, __LINE__, "get processCacheUnit failed");
     return;
   }

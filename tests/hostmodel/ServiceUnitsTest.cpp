@@ -161,6 +161,10 @@ TEST(SystemctlFileCollectionUnit, StateComesFromPidFileThenNameThenPath) {
   EXPECT_EQ(unitFile(root, unit, tableOf({processes.at(8)})), "x STOP u 1008 /usr/bin/x \n");
   EXPECT_EQ(unitFile(root, unit, tableOf({process(3, "xx", "/usr/bin/x2", "k", "S")})),
             "x STOP u 0 /usr/bin/x \n");
+  // A process without executable is nobody's.
+  EXPECT_EQ(unitFile(root, "[Service]\nUser=u\nType=oneshot\nExecStart=reboot\n",
+                     tableOf({process(2, "updated", "", "k", "S")})),
+            "x STOP u 0  \n");
 }
 
 TEST(ServiceFileCollectionUnit, ExecutableScriptsByTheirNames) {
