@@ -10,11 +10,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
+#include <optional>
 #include <vector>
 
 #include "common/support/CommandRunner.h"
@@ -50,7 +52,7 @@ std::vector<int> openDescriptors() {
 }
 
 /// Closes every descriptor above 2 that isn't in `kept` (ascending).
-void closeAllBut(const std::vector<int>& kept) {
+void closeAllBut(const std::array<int, 4>& kept) {
   unsigned int from = 3;
   bool byRange = true;
   for (const int descriptor : kept) {
@@ -113,10 +115,11 @@ class Guard {
   int watchShell();
   void askToEnd();
   bool endAll();
+  bool procUsable();
 
   const GuardTask_S& mTask;
   FileDescriptor mChildSignals;
-  bool mProcUsable = false;
+  std::optional<bool> mProcUsable;  // looked up when something is left to be ended
   bool mShellEnded = false;
   bool mAbandoned = false;
   pid_t mShell = -1;
@@ -126,7 +129,7 @@ Guard::Guard(const GuardTask_S& task) : mTask(task) {
   ::setsid();
   ::prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
   setDefaultSignals();
-  std::vector<int> kept{task.output, task.report, task.control, task.nowhere};
+  std::array<int, 4> kept{task.output, task.report, task.control, task.nowhere};
   std::sort(kept.begin(), kept.end());
   closeAllBut(kept);
   for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
@@ -174,9 +177,14 @@ int Guard::watchShell() {
   }
 }
 
+bool Guard::procUsable() {
+  if (!mProcUsable) mProcUsable = procShowsOurNamespace();
+  return *mProcUsable;
+}
+
 /// SIGTERM and the grace. A stopped process couldn't act on it, so it is continued.
 void Guard::askToEnd() {
-  if (mProcUsable) {
+  if (procUsable()) {
     signalDescendants(SIGTERM);
     signalDescendants(SIGCONT);
   } else if (!mShellEnded) {
@@ -196,9 +204,9 @@ bool Guard::endAll() {
   constexpr int kPassesPerWalk = 32;
   const std::int64_t limit = monotonicMs() + kEndWaitMs;
   for (int pass = 0; reap(); ++pass) {
-    const bool listed = mProcUsable && killDirectChildren();
-    if (mProcUsable && (!listed || pass % kPassesPerWalk == 0)) signalDescendants(SIGKILL);
-    if (!mProcUsable && !mShellEnded) ::kill(-mShell, SIGKILL);
+    const bool listed = procUsable() && killDirectChildren();
+    if (procUsable() && (!listed || pass % kPassesPerWalk == 0)) signalDescendants(SIGKILL);
+    if (!procUsable() && !mShellEnded) ::kill(-mShell, SIGKILL);
     if (!reap()) return true;
     if (!wait(limit)) return false;
   }
@@ -210,7 +218,6 @@ void Guard::run() {
     report(mTask.report, {-errno, 0, 0});
     ::_exit(1);
   }
-  mProcUsable = procShowsOurNamespace();
   mShell = startShell(mTask);
   if (mShell < 0) {
     report(mTask.report, {kCommandNotStarted, errno, 0});
@@ -220,7 +227,7 @@ void Guard::run() {
   if (result == kCommandStopped) askToEnd();
   int leftBehind = 0;
   if (!endAll()) {
-    leftBehind = mProcUsable ? static_cast<int>(signalDescendants(SIGKILL)) : 1;
+    leftBehind = procUsable() ? static_cast<int>(signalDescendants(SIGKILL)) : 1;
   }
   report(mTask.report, {result, 0, leftBehind});
   ::_exit(0);

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <vector>
 
 #include "common/support/CommandEnvironment.h"
 #include "common/support/CommandGuard.h"
@@ -74,6 +75,9 @@ class CommandRun {
   int finish();
 
   const CommandRequest& mRequest;
+  // Kept to the end: to free them while the guard lives would copy their pages.
+  std::vector<std::string> mVariables;
+  std::vector<char*> mVariablePointers;
   Pipe mOutput;
   Pipe mReport;
   Pipe mControl;
@@ -93,11 +97,10 @@ bool CommandRun::open() {
 }
 
 bool CommandRun::startGuard() {
-  std::vector<std::string> variables =
-      commandEnvironment(environ, mRequest.environment, mRequest.options.variables);
-  const std::vector<char*> pointers = pointersTo(variables);
+  mVariables = commandEnvironment(environ, mRequest.environment, mRequest.options.variables);
+  mVariablePointers = pointersTo(mVariables);
   const GuardTask_S task{mRequest.command.c_str(),
-                         pointers.data(),
+                         mVariablePointers.data(),
                          mRequest.options.identity,
                          std::max(mRequest.timeoutSeconds, 0) * std::int64_t{1000},
                          std::max(mRequest.waitStepSeconds, 0) * std::int64_t{1000},
