@@ -84,6 +84,9 @@ void setDefaultSignals() {
                      ::dup2(task.nowhere, STDERR_FILENO) >= 0 && ::chdir("/") == 0;
   if (!ready) error = errno;
   if (error == 0 && task.identity != nullptr) error = takeOnIdentity(*task.identity);
+  // Nothing a command should do, but one with root's rights can kill the guard. Set
+  // behind the identity: a change of user clears it.
+  if (error == 0) ::prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0);
   if (error == 0) {
     sigset_t none;
     sigemptyset(&none);
