@@ -64,14 +64,18 @@ bool EnvCmdCollectionUnit::collectEnv(const CmdCollectionUnit& cmdUnit,
 // function bodies become entries or messages, and consumers know them so.
 void EnvCmdCollectionUnit::parseSetLines(const std::vector<std::string>& lines,
                                          std::map<std::string, std::string>& variables) {
+  int number = 0;
   for (const std::string& line : lines) {
+    ++number;
     if (line.empty()) continue;
     const std::size_t equals = line.find('=');
     const std::string value =
         equals == std::string::npos ? "" : StringUtils::trim(line.substr(equals + 1), "'");
     if (equals == 0 || value.empty()) {
-      error_output(1, __func__, __LINE__, "[ENV]variable: %s invalid environment variable",
-                   line.c_str());
+      // The line may be the rest of a secret of several lines, so its number
+      // stands for it.
+      error_output(1, __func__, __LINE__, "[ENV]variable: line %d invalid environment variable",
+                   number);
       continue;
     }
     const std::string name = line.substr(0, equals);

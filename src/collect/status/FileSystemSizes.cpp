@@ -1,17 +1,18 @@
 #include "collect/status/FileSystemSizes.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/statfs.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdlib>
 #include <ctime>
 
 #include "common/InspectedRoot.h"
@@ -70,17 +71,19 @@ Answer_S answerFor(const std::string& env, const std::string& mountPath, std::si
   return answer;
 }
 
-/// Closes every descriptor but `kept`. A helper that hangs must not hold the
-/// pipe on which the tool's parent waits for the end of our output.
-void closeAllBut(int kept) {
-#ifdef SYS_close_range
-  const auto keep = static_cast<unsigned int>(kept);
-  const bool below = keep == 0 || ::syscall(SYS_close_range, 0U, keep - 1, 0U) == 0;
-  if (below && ::syscall(SYS_close_range, keep + 1, ~0U, 0U) == 0) return;
-#endif
-  const long limit = std::min(::sysconf(_SC_OPEN_MAX), 65536L);
-  for (int descriptor = 0; descriptor < limit; ++descriptor) {
-    if (descriptor != kept) ::close(descriptor);
+/// Closes what the tool inherited from its parent, which is all that isn't
+/// marked to be closed on exec. A helper that hangs must not hold the pipe on
+/// which that parent waits for the end of our output.
+void closeInherited() {
+  const DirHandle descriptors(::opendir("/proc/self/fd"));
+  const int last = descriptors ? -1 : 1024;
+  const auto closeOne = [](int descriptor) {
+    const int flags = ::fcntl(descriptor, F_GETFD);
+    if (flags >= 0 && (flags & FD_CLOEXEC) == 0) ::close(descriptor);
+  };
+  for (int descriptor = 0; descriptor < last; ++descriptor) closeOne(descriptor);
+  while (const dirent* const entry = descriptors ? ::readdir(descriptors.get()) : nullptr) {
+    if (entry->d_name[0] != '.') closeOne(std::atoi(entry->d_name));
   }
 }
 
@@ -90,7 +93,7 @@ void closeAllBut(int kept) {
                             const std::vector<std::string>& mountPaths, Range_S range) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (::getppid() != parent) ::_exit(1);
-  closeAllBut(answers);
+  closeInherited();
   for (std::size_t i = range.begin; i < range.end; ++i) {
     const Answer_S answer = answerFor(env, mountPaths[i], i);
     if (::write(answers, &answer, sizeof(answer)) != static_cast<ssize_t>(sizeof(answer))) break;
