@@ -23,6 +23,10 @@ def ours(kind, option=0):
 QUESTIONS = [
     ("IP addresses (type 14)", ours(14), 15, 16, [["ip", "-4", "-o", "addr"], ["true"]]),
     ("versions (type 1001)", ours(1001), 15, 16, [["dpkg-query", "-W", "base-files"]]),
+    ("system information (type 1)", ours(1), None, None,
+     [["bash", "-lc", "sh -c set; uname -a; lsblk; ip addr; ip route"]]),
+    ("services (type 19)", ours(19), None, None,
+     [["systemctl", "list-unit-files", "--no-pager"], ["ps", "auxww"]]),
     ("processes, quick (type 3)", ours(3, 1), None, None, [["ps", "auxww"]]),
     ("listening ports (type 5)", ours(5), None, None, [["ss", "-lntup"]]),
     ("connections (type 15)", ours(15), None, None, [["ss", "-ntup"]]),
