@@ -46,6 +46,16 @@ std::string ProcFileCollectionUnit::getProcessPath(int pid) const {
   return path;
 }
 
+std::string ProcFileCollectionUnit::getContainerProcessPath(int pid,
+                                                            const std::string& path) const {
+  std::string root;
+  if (!readlinkInspected(environment + procPath(pid, "root"), root) || root == "/" ||
+      path.compare(0, root.size() + 1, root + "/") != 0) {
+    return path;
+  }
+  return path.substr(root.size());
+}
+
 std::string ProcFileCollectionUnit::getProcessCmdline(int pid) const {
   std::string text;
   if (!readFileContent(procPath(pid, "cmdline"), text, kMaximumBytes, ' ')) return {};

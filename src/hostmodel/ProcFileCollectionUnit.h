@@ -22,6 +22,11 @@ class ProcFileCollectionUnit : public FileCollectionUnit {
   /// The container of a process, from its control groups. False: a host process.
   bool getContainerInfo(int pid, ContainerInfo& info) const;
 
+  /// The path of a container's process as the container names it. The link in
+  /// /proc names it so by itself, except in a container that is a mere chroot:
+  /// there the directory of its root stands in front.
+  std::string getContainerProcessPath(int pid, const std::string& path) const;
+
   /// Id and type from the line of a cgroup file; false when it names no container.
   static bool paramContainerInfo(const std::string& line, ContainerInfo& info);
   /// Id and type from the last component of a control group's path.

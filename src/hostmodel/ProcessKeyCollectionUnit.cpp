@@ -31,7 +31,10 @@ bool ProcessKeyCollectionUnit::getProcessKeyByPid(int pid, std::string& out) con
   info.processPath = proc.getProcessPath(pid);
   info.processCmdline = proc.getProcessCmdline(pid);
   ContainerInfo container;
-  if (proc.getContainerInfo(pid, container)) info.containerId = container.containerId;
+  if (proc.getContainerInfo(pid, container)) {
+    info.containerId = container.containerId;
+    info.processPath = proc.getContainerProcessPath(pid, info.processPath);
+  }
   return creatProcessKey(info, out);
 }
 

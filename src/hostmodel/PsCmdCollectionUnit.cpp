@@ -138,6 +138,7 @@ bool PsCmdCollectionUnit::completeRecord(const std::vector<std::string>& row,
   if (isNothing()) return ignored(__LINE__);
   record.setProcessPid(pid);
   setContainer(record);
+  if (!record.getMContainerId().empty()) path = proc.getContainerProcessPath(pid, path);
   if (!isThere(path, record)) path.clear();
   if (isNothing()) return ignored(__LINE__);
   record.setProcessPath(path);
