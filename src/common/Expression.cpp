@@ -11,8 +11,13 @@ namespace LedgoraCollect {
 
 namespace {
 
-// Rule files hold a few hundred expressions; beyond this the cache starts again.
-constexpr std::size_t kCachedExpressions = 1024;
+// Rule files hold a few thousand expressions; beyond this the cache starts again.
+constexpr std::size_t kCachedExpressions = 8192;
+// Match data has the engine's stack frames, which cost far more to make than a
+// short match does; so the last one is kept, unless it is for many groups or a
+// long text made it grow.
+constexpr std::uint32_t kUsualPairs = 32;
+constexpr std::size_t kUsualText = 65536;
 
 // Beginnings in a window times steps per beginning is constant, so that one call of the engine
 // is bounded (a quarter of a second at most). Ordinary expressions take few steps at each
@@ -73,6 +78,19 @@ std::unique_ptr<Expression> compile(const std::string& text) {
   return code ? std::make_unique<Expression>(std::move(code)) : nullptr;
 }
 
+MatchData& spareMatchData() {
+  static MatchData spare;
+  return spare;
+}
+
+MatchData takeMatchData(const pcre2_code* code) {
+  std::uint32_t groups = 0;
+  pcre2_pattern_info(code, PCRE2_INFO_CAPTURECOUNT, &groups);
+  if (groups >= kUsualPairs) return MatchData(pcre2_match_data_create_from_pattern(code, nullptr));
+  if (spareMatchData()) return std::move(spareMatchData());
+  return MatchData(pcre2_match_data_create(kUsualPairs, nullptr));
+}
+
 }  // namespace
 
 Expression::Expression(ExpressionCode code) : mCode(std::move(code)) {
@@ -101,9 +119,16 @@ const Expression* Expression::compiled(const std::string& expression) {
 ExpressionSearch::ExpressionSearch(const Expression& expression, const std::string& text)
     : mExpression(expression),
       mText(text),
-      mData(pcre2_match_data_create_from_pattern(expression.code(), nullptr)),
+      mData(takeMatchData(expression.code())),
       mWindow(kWidestWindow),
       mWallBegin(seconds(CLOCK_MONOTONIC)) {}
+
+ExpressionSearch::~ExpressionSearch() {
+  if (mData && mText.size() <= kUsualText &&
+      pcre2_get_ovector_count(mData.get()) == kUsualPairs) {
+    spareMatchData() = std::move(mData);
+  }
+}
 
 int ExpressionSearch::next(std::size_t start) {
   if (!mData || sharedContext() == nullptr) return PCRE2_ERROR_NOMEMORY;

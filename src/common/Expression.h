@@ -46,6 +46,9 @@ class ExpressionSearch {
  public:
   /// Both must outlive the search.
   ExpressionSearch(const Expression& expression, const std::string& text);
+  ~ExpressionSearch();
+  ExpressionSearch(const ExpressionSearch&) = delete;
+  ExpressionSearch& operator=(const ExpressionSearch&) = delete;
 
   /// Looks for the first match that begins at `start` or later; what stands before `start` is
   /// seen by anchors and look-behind. Returns the number of pairs set in `pairs`, the whole
