@@ -15,6 +15,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (std::string line; std::getline(lines, line);) {
     const std::string text = line.c_str();
     if (text.empty()) continue;
+    const LedgoraCollect::DpkgLineField field = LedgoraCollect::dpkgLineField(text);
+    if (text.size() < 2000 &&
+        (field.key != LedgoraCollect::getDpkgField(text.c_str(), "(\\S+):\\s+") ||
+         field.value != LedgoraCollect::getDpkgField(text.c_str(), "\\S+:\\s+(\\S+)"))) {
+      std::abort();
+    }
     if (DpkgStanza::begins(text)) {
       DpkgStanza::finish(pass);
       LedgoraCollect::DPKG_PKG_INFO package;

@@ -13,15 +13,13 @@ namespace {
 // everything up to the next "#". A "#" inside a field ends its value early.
 constexpr const char* kMarker = "#END#";
 
-// Neither is anchored, so a continuation line that holds a word, a colon and a
-// blank counts as a field, and "Conffiles:" with nothing behind it doesn't.
-constexpr const char* kKeyPattern = "(\\S+):\\s+";
-constexpr const char* kValuePattern = "\\S+:\\s+(\\S+)";
-
 /// Continuation lines of one field beyond this many are dropped.
 constexpr int kFieldLines = 20;
 /// Lines of this length or more are dropped.
 constexpr std::size_t kLineBytes = 4096;
+
+/// What "\s" of the expressions matches.
+constexpr std::string_view kBlanks = " \t\n\v\f\r";
 
 constexpr struct {
   const char* pattern;
@@ -38,8 +36,6 @@ void appendText(const char* text, S_DPKG_STATUS_PARAM& pass) {
   std::strncat(pass.section, text, static_cast<std::size_t>(std::max(room, 0)));
   pass.length = static_cast<int>(std::strlen(pass.section));
 }
-
-std::string keyOf(const std::string& line) { return getDpkgField(line.c_str(), kKeyPattern); }
 
 /// The paths of a Conffiles field; its checksums have no slash.
 std::vector<std::string> configFilesOf(std::string text) {
@@ -59,7 +55,22 @@ std::string getDpkgField(const char* text, const char* pattern) {
   return result;
 }
 
-bool DpkgStanza::begins(const std::string& line) { return keyOf(line) == "Package"; }
+DpkgLineField dpkgLineField(std::string_view line) {
+  constexpr std::size_t none = std::string_view::npos;
+  for (std::size_t begin = line.find_first_not_of(kBlanks); begin != none;) {
+    const std::size_t end = line.find_first_of(kBlanks, begin);
+    if (end == none) break;
+    const std::string_view word = line.substr(begin, end - begin);
+    begin = line.find_first_not_of(kBlanks, end);
+    if (word.size() < 2 || word.back() != ':') continue;
+    const std::string_view key = word.substr(0, word.size() - 1);
+    if (begin == none) return {key, {}};
+    return {key, line.substr(begin, line.find_first_of(kBlanks, begin) - begin)};
+  }
+  return {};
+}
+
+bool DpkgStanza::begins(const std::string& line) { return dpkgLineField(line).key == "Package"; }
 
 void DpkgStanza::finish(S_DPKG_STATUS_PARAM& pass) { appendText(kMarker, pass); }
 
@@ -70,8 +81,8 @@ void DpkgStanza::restart(S_DPKG_STATUS_PARAM& pass) {
 }
 
 void DpkgStanza::append(const std::string& line, S_DPKG_STATUS_PARAM& pass) {
-  const std::string key = keyOf(line);
-  if (!key.empty()) {
+  const DpkgLineField field = dpkgLineField(line);
+  if (!field.key.empty()) {
     appendText(kMarker, pass);
     pass.fieldLines = 0;
   } else if (pass.fieldLines >= kFieldLines) {
@@ -84,9 +95,7 @@ void DpkgStanza::append(const std::string& line, S_DPKG_STATUS_PARAM& pass) {
   }
   // The rest of a description goes into the stanza, but behind the marker: only
   // its first line is reported.
-  if (key == "Description" && !getDpkgField(line.c_str(), kValuePattern).empty()) {
-    appendText(kMarker, pass);
-  }
+  if (field.key == "Description" && !field.value.empty()) appendText(kMarker, pass);
 }
 
 DpkgStanza::Result DpkgStanza::parse(const char* section, DPKG_PKG_INFO& package) {

@@ -186,13 +186,14 @@ bool SoftwarePkgCache::dbUpdateDpkgPkgFile(DB_PKG_INFO_S& row) {
 
 bool SoftwarePkgCache::dbAddPkgFile(const std::string& key, std::vector<std::string>& paths) {
   const std::string pkgId = genPkgInfoId(key);
-  for (const std::string& path : paths) {
-    DP_PKG_FILE_S row = initPkgFile(pkgId, path);
-    if (mFileTable.dbAddPkgFile(row)) continue;
-    error_output(1, __func__, __LINE__, "[CACHE_SYS_PKG]failed add pkg file %s", path.c_str());
-    return false;
-  }
-  return true;
+  std::vector<DP_PKG_FILE_S> rows;
+  rows.reserve(paths.size());
+  for (const std::string& path : paths) rows.push_back(initPkgFile(pkgId, path));
+  const std::size_t added = mFileTable.dbAddPkgFiles(rows);
+  if (added == rows.size()) return true;
+  error_output(1, __func__, __LINE__, "[CACHE_SYS_PKG]failed add pkg file %s",
+               paths[added].c_str());
+  return false;
 }
 
 bool SoftwarePkgCache::dbAddPkgFile(const std::string& key, const std::string& path) {

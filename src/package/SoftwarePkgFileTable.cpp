@@ -63,11 +63,20 @@ bool SoftwarePkgFileTable::dbCreateTable() {
   return true;
 }
 
-bool SoftwarePkgFileTable::dbAddPkgFile(DP_PKG_FILE_S& row) {
+bool SoftwarePkgFileTable::dbAddPkgFile(DP_PKG_FILE_S& row) { return dbAddPkgFiles({row}) == 1; }
+
+std::size_t SoftwarePkgFileTable::dbAddPkgFiles(const std::vector<DP_PKG_FILE_S>& rows) {
+  if (rows.empty()) return 0;
   TableStatement statement(kAdd);
-  return statement.bindTexts({&row.id, &row.env_id, &row.pkg_id}) &&
-         statement.bind(4, row.pkg_file_collect_time) && statement.bind(5, row.pkg_file_path) &&
-         statement.run();
+  std::size_t added = 0;
+  for (const DP_PKG_FILE_S& row : rows) {
+    const bool done = statement.bindTexts({&row.id, &row.env_id, &row.pkg_id}) &&
+                      statement.bind(4, row.pkg_file_collect_time) &&
+                      statement.bind(5, row.pkg_file_path) && statement.run();
+    if (!done) break;
+    ++added;
+  }
+  return added;
 }
 
 bool SoftwarePkgFileTable::dbDelPkgFileByPkgId(std::string& pkgId) {

@@ -22,6 +22,9 @@ class SoftwarePkgFileTable {
   /// after the first they exist already, which is logged and means nothing.
   bool dbCreateTable();
   bool dbAddPkgFile(DP_PKG_FILE_S& row);
+  /// Adds the rows in their order with one prepared statement. Returns how many
+  /// went in; fewer than there are: the one at that index failed.
+  std::size_t dbAddPkgFiles(const std::vector<DP_PKG_FILE_S>& rows);
   bool dbDelPkgFileByPkgId(std::string& pkgId);
   /// The same for many packages. The table has no index on the package, so it
   /// is walked once for hundreds of them instead of once for each.

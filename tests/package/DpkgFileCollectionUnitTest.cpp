@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "package/DpkgFileCollectionUnit.h"
+#include "package/DpkgStanza.h"
 #include "package/PkgFileFilter.h"
 #include "support/TempRoot.h"
 
@@ -84,6 +85,18 @@ TEST_F(DpkgSource, FieldsAsTheStatusFileHasThem) {
   SoftwarePkgCacheUnit unit;
   mUnit.getDpkgPkgCacheUnit(&bash, unit);
   EXPECT_EQ(unit.getPackageKey(), "bash5.2.15-2+b717000000000007164");
+}
+
+// The scan finds what the two expressions would.
+TEST(DpkgLine, KeyAndValueAsTheExpressionsCaptureThem) {
+  for (const char* line :
+       {"Package: bash", "Conffiles:", "Conffiles: ", " Bash is: an sh", ": x", ":: x", " : a: b",
+        "a:b c:d", "Depends: libc6 (>= 2.36), x", "no field", "", "  ", "x:\ty\vz", "x:\xa0y: z",
+        "Homepage: http://a:b/", "a: b: c"}) {
+    const DpkgLineField field = dpkgLineField(line);
+    EXPECT_EQ(field.key, getDpkgField(line, "(\\S+):\\s+")) << line;
+    EXPECT_EQ(field.value, getDpkgField(line, "\\S+:\\s+(\\S+)")) << line;
+  }
 }
 
 TEST_F(DpkgSource, BuffersAndLineLimitsBoundAStanza) {
