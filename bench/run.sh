@@ -24,6 +24,13 @@ machine() {
   echo '## The whole program'
   echo
   python3 bench/program_cost.py "$build/bench/ledgora_measure" "$build/tree/bin/ledgora_collect" || failed=1
+  echo
+  echo '## Installed packages'
+  echo
+  echo 'A dpkg root of 5,000 packages with 400,000 paths, and an rpm that prints a long listing.'
+  echo 'The program holds itself to a share of the machine, which the elapsed time shows.'
+  echo
+  python3 bench/packages.py "$build/tree" || failed=1
   if [ -x "$build/bench/ledgora_bench" ]; then
     echo
     echo '## Operations'
