@@ -34,6 +34,15 @@ const char* shellLine() {
   return desktop ? kPlainShell : kLoginShell;
 }
 
+/// What the shell of one root said. It says the same as long as a run lasts,
+/// and asking takes a login shell, or 30 seconds where that hangs.
+struct KeptAnswer {
+  bool asked = false;
+  std::string environment;
+  bool answered = false;
+  std::map<std::string, std::string> variables;
+};
+
 bool valueOf(const std::map<std::string, std::string>& variables, const std::string& name,
              std::string& out) {
   const auto found = variables.find(name);
@@ -92,8 +101,14 @@ bool EnvCmdCollectionUnit::collectHostEnv(std::map<std::string, std::string>& va
 }
 
 bool EnvCmdCollectionUnit::collectHostEnvValue(const std::string& name, std::string& out) const {
-  std::map<std::string, std::string> variables;
-  return collectHostEnv(variables) && valueOf(variables, name, out);
+  static KeptAnswer kept;  // a run has one environment
+  if (!kept.asked || kept.environment != environment) {
+    kept = {true, environment, false, {}};
+    kept.answered = collectHostEnv(kept.variables);
+  } else if (!kept.answered) {
+    error_output(1, __func__, __LINE__, "[ENV]get system env failed");
+  }
+  return kept.answered && valueOf(kept.variables, name, out);
 }
 
 bool EnvCmdCollectionUnit::collectEnvValue(const std::string& name, std::string& out) const {

@@ -19,7 +19,8 @@ class EnvCmdCollectionUnit : public CmdCollectionUnit {
                   std::map<std::string, std::string>& variables) const;
   /// The environment of the inspected machine, whatever the target.
   bool collectHostEnv(std::map<std::string, std::string>& variables) const;
-  /// One variable of the inspected machine; false when it isn't set.
+  /// One variable of the inspected machine; false when it isn't set. The shell
+  /// is asked once per run and environment.
   bool collectHostEnvValue(const std::string& name, std::string& out) const;
   /// One variable inside the target as well.
   bool collectEnvValue(const std::string& name, std::string& out) const;

@@ -9,6 +9,8 @@
 #include "collect/CollectSystemInfo.h"
 #include "collect/CollectSystemStatus.h"
 #include "collect/CollectUserInfo.h"
+#include "network/CollectNetConnectInfo.h"
+#include "network/CollectPortInfo.h"
 #include "run/CollectAgentInfo.h"
 #include "run/CollectIPList.h"
 #include "software/CollectSoftware.h"
@@ -32,9 +34,11 @@ constexpr struct {
     {E_COLLECT_SYSTEM_STATUS, make<CollectSystemStatus>},
     {E_COLLECT_PROCESS, make<CollectProcessInfo>},
     {E_COLLECT_USER, make<CollectUserInfo>},
+    {E_COLLECT_PORT, make<CollectPortInfo>},
     {E_COLLECT_SCHEDULE, make<CollectScheduleInfo>},
     {E_COLLECT_SOFTWARE, make<CollectSoftware>},
     {E_COLLECT_IP_LIST, make<CollectIPList>},
+    {E_COLLECT_NET_CONNECT, make<CollectNetConnectInfo>},
     {E_COLLECT_SERVICE, make<CollectServiceInfo>},
     {E_COLLECT_ENV, make<CollectEnvInfo>},
     {E_COLLECT_KERNEL_MODULE, make<CollectKernelModuleInfo>},
