@@ -2,8 +2,11 @@
 
 #include "collect/CollectEnvInfo.h"
 #include "collect/CollectInstallPackage.h"
+#include "collect/CollectJarPackage.h"
 #include "collect/CollectKernelModuleInfo.h"
+#include "collect/CollectNpmPkgInfo.h"
 #include "collect/CollectProcessInfo.h"
+#include "collect/CollectPythonPackage.h"
 #include "collect/CollectScheduleInfo.h"
 #include "collect/CollectServiceInfo.h"
 #include "collect/CollectSystemInfo.h"
@@ -42,7 +45,10 @@ constexpr struct {
     {E_COLLECT_SERVICE, make<CollectServiceInfo>},
     {E_COLLECT_ENV, make<CollectEnvInfo>},
     {E_COLLECT_KERNEL_MODULE, make<CollectKernelModuleInfo>},
+    {E_COLLECT_JAR, make<CollectJarPackage>},
     {E_COLLECT_INSTALL_PACKAGE, make<CollectInstallPackage>},
+    {E_COLLECT_NPM, make<CollectNpmPkgInfo>},
+    {E_COLLECT_PYTHON, make<CollectPythonPackage>},
     {E_COLLECT_AGENT_INFO, make<CollectAgentInfo>},
 };
 

@@ -16,4 +16,9 @@ inline void addNumber(cJSON* object, const char* key, double value) {
   cJSON_AddItemToObject(object, key, cJSON_CreateNumber2(object, value));
 }
 
+/// Adds a boolean member.
+inline void addBool(cJSON* object, const char* key, bool value) {
+  cJSON_AddItemToObject(object, key, cJSON_CreateBool2(value ? 1 : 0, object));
+}
+
 }  // namespace LedgoraCollect

@@ -18,4 +18,17 @@ bool forEachLine(std::string_view text, Take take) {
   return true;
 }
 
+/// Lines of some files are read into a buffer of this size.
+constexpr std::size_t kLineBufferBytes = 4096;
+
+/// As forEachLine, for files whose lines are read into such a buffer: a line of
+/// 4,096 bytes or more ends the walk unseen, and a line ends at its first zero
+/// byte.
+template <class Take>
+void forEachBufferLine(std::string_view text, Take take) {
+  forEachLine(text, [&take](std::string_view line) {
+    return line.size() < kLineBufferBytes && take(line.substr(0, line.find('\0')));
+  });
+}
+
 }  // namespace LedgoraCollect

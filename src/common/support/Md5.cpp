@@ -20,7 +20,8 @@ void dropState(tess_md5_context* context) {
   context->state = nullptr;
 }
 
-/// Reads the whole of `descriptor` into the MD5; false if a read fails.
+/// Reads the whole of `descriptor` into the MD5; false if a read fails or the
+/// file is too large.
 bool digestFile(int descriptor, tess_md5_context* context) {
   const auto buffer = std::make_unique<char[]>(kReadBytes);
   off_t offset = 0;
@@ -30,6 +31,7 @@ bool digestFile(int descriptor, tess_md5_context* context) {
     if (count == 0) return true;
     tess_md5_update(context, buffer.get(), static_cast<std::size_t>(count));
     offset += count;
+    if (offset > kMaximumMd5FileBytes) return false;
   }
 }
 
