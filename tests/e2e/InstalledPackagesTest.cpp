@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include "common/support/Handles.h"
+#include "support/Namespaces.h"
 #include "support/ProgramRun.h"
 
 using namespace LedgoraTest;
@@ -180,8 +181,7 @@ TEST(InstalledPackages, DesktopApplicationsWithoutTheExcludedNames) {
       {"os_name":"kylin_server","black_software":["hidden"]},
       {"os_name":"kylin_desktop","black_software":["twice"]}]}])");
   program.inChild([&machine] {
-    unshare(CLONE_NEWNS);
-    mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
+    if (!enterMountNamespace()) _exit(9);
     const auto put = [&](const char* from, const char* to) {
       if (mount(machine.path(from).c_str(), to, nullptr, MS_BIND, nullptr) != 0) _exit(9);
     };

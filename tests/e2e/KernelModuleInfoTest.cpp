@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "support/DocumentView.h"
+#include "support/Namespaces.h"
 #include "support/ProgramRun.h"
 
 using namespace LedgoraTest;
@@ -23,8 +24,7 @@ class Machine {
     set("modinfo", modinfo);
     mProgram.environment("PATH", mCommands.path() + ":/usr/bin:/bin");
     mProgram.inChild([directory = mCommands.path()] {
-      ::unshare(CLONE_NEWNS);
-      ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
+      if (!LedgoraTest::enterMountNamespace()) ::_exit(9);
       for (const std::string place : {"/usr/sbin/", "/usr/bin/"}) {
         for (const std::string name : {"lsmod", "modinfo"}) {
           ::mount((directory + "/both").c_str(), (place + name).c_str(), nullptr, MS_BIND, nullptr);

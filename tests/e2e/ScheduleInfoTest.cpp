@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "support/DocumentView.h"
+#include "support/Namespaces.h"
 #include "support/ProgramRun.h"
 
 using namespace LedgoraTest;
@@ -66,8 +67,7 @@ TEST(ScheduleInfo, StartStatusIsOnWhenACronServiceRuns) {
   }
   ProgramRun program;
   program.inChild([&service] {
-    ::unshare(CLONE_NEWNS);
-    ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
+    if (!LedgoraTest::enterMountNamespace()) ::_exit(9);
     ::mount(service.path("units").c_str(), "/etc/systemd/system", nullptr, MS_BIND, nullptr);
     ::mount(service.path("jobs").c_str(), "/etc/cron.d", nullptr, MS_BIND, nullptr);
   });

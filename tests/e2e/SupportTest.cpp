@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <signal.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
 #include "support/Namespaces.h"
@@ -30,6 +31,27 @@ TEST(TestContainer, IsWhatRuntimesMake) {
     EXPECT_EQ(readWhole(proc + "/net/dev").find("eth0"), std::string::npos);
   }
   EXPECT_NE(access(proc.c_str(), F_OK), 0);
+}
+
+TEST(TempRoot, NeverRemovesWhatIsMountedInIt) {
+  TempRoot machine;
+  machine.file("usr/bin/tool", "precious");
+  EXPECT_TRUE(passesInNamespaces(CLONE_NEWNS, [&machine] {
+    {
+      TempRoot root;
+      root.dir("usr 1").dir("kept").dir("removed/usr");
+      for (const char* place : {"usr 1", "removed/usr"}) {
+        ASSERT_EQ(
+            mount(machine.path("usr").c_str(), root.path(place).c_str(), nullptr, MS_BIND, nullptr),
+            0);
+      }
+      root.remove("removed");
+      EXPECT_EQ(machine.read("usr/bin/tool"), "precious");
+      EXPECT_FALSE(root.exists("removed"));
+    }
+    EXPECT_EQ(machine.read("usr/bin/tool"), "precious");
+  }));
+  EXPECT_EQ(machine.read("usr/bin/tool"), "precious");
 }
 
 TEST(PassesInNamespaces, HasItsOwnPidsAndTellsFailure) {

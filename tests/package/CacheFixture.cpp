@@ -14,6 +14,7 @@
 #include "common/support/InstallPath.h"
 #include "common/support/Log.h"
 #include "package/SoftwarePkgCache.h"
+#include "support/Namespaces.h"
 
 namespace LedgoraTest {
 namespace {
@@ -98,8 +99,7 @@ pid_t CacheTest::start(const std::function<std::string()>& body,
   if (pid != 0) return pid;
   const std::string output = mOutput.path(std::to_string(getpid()));
   try {
-    require(unshare(CLONE_NEWNS) == 0, "unshare, which needs root");
-    require(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
+    require(LedgoraTest::enterMountNamespace(), "mount namespace, which needs root");
     require(mount(mData.path().c_str(), directory.c_str(), nullptr, MS_BIND, nullptr) == 0, "bind");
     if (prepare) prepare(directory);
     require(mkdir(output.c_str(), 0755) == 0, output);

@@ -47,9 +47,20 @@ void raiseLoopback() {
   must(ioctl(control.get(), SIOCSIFFLAGS, &request) == 0, "loopback up");
 }
 
-void privateMounts() {
-  must(mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
+/// Keeps the mounts of this process's new mount namespace from getting out.
+bool makeMountsPrivate() {
+  if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0) return true;
+  if (errno != EINVAL) return false;
+  // In a chroot "/" may be no mount point. Entering our own namespace once
+  // more leads to its true root; from there we come back.
+  const FileDescriptor root(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const FileDescriptor space(open("/proc/self/ns/mnt", O_RDONLY | O_CLOEXEC));
+  return root && space && setns(space.get(), CLONE_NEWNS) == 0 &&
+         mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+         fchdir(root.get()) == 0 && chroot(".") == 0;
 }
+
+void privateMounts() { must(makeMountsPrivate(), "private mounts"); }
 
 int waitFor(pid_t child) {
   int status = 0;
@@ -166,6 +177,8 @@ bool passesInNamespaces(int flags, const std::function<void()>& body) {
   if (child == 0) enterAndRun(flags, body);
   return waitFor(child) == 0;
 }
+
+bool enterMountNamespace() { return unshare(CLONE_NEWNS) == 0 && makeMountsPrivate(); }
 
 void enterNetworkNamespace() {
   must(unshare(CLONE_NEWNET) == 0, "unshare");

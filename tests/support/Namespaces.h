@@ -17,6 +17,10 @@ namespace LedgoraTest {
 /// the body had no failed expectation; what failed is printed by the child.
 bool passesInNamespaces(int flags, const std::function<void()>& body);
 
+/// Enters a mount namespace of its own, from which no mount gets out, also in a
+/// chroot. False with errno if that isn't possible: then nothing may be mounted.
+bool enterMountNamespace();
+
 /// Enters a network namespace of its own with the loopback up: for
 /// ProgramRun::inChild.
 void enterNetworkNamespace();

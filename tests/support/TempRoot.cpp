@@ -2,13 +2,16 @@
 
 #include <fcntl.h>
 #include <stdlib.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <system_error>
+#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -20,6 +23,57 @@ void check(bool done, const std::string& what) {
   if (!done) throw std::system_error(errno, std::generic_category(), what);
 }
 
+/// A mount point as mountinfo writes it: blanks and the like are octal escapes.
+std::string unescaped(const std::string& text) {
+  std::string out;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\\' && i + 3 < text.size()) {
+      out += static_cast<char>(std::stoi(text.substr(i + 1, 3), nullptr, 8));
+      i += 3;
+    } else {
+      out += text[i];
+    }
+  }
+  return out;
+}
+
+/// The mount points at and below `path`, in the order of mounting. False if
+/// they can't be told.
+bool mountsBelow(const std::string& path, std::vector<std::string>& found) {
+  std::ifstream mounts("/proc/self/mountinfo");
+  bool any = false;
+  for (std::string line; std::getline(mounts, line); any = true) {
+    std::istringstream fields(line);
+    std::string id, parent, device, root, point;
+    fields >> id >> parent >> device >> root >> point;
+    point = unescaped(point);
+    if (point == path || point.compare(0, path.size() + 1, path + "/") == 0) {
+      found.push_back(point);
+    }
+  }
+  return any;
+}
+
+/// Removes a tree and nothing that is mounted in it: a test that stops early
+/// may leave the machine's own directories mounted there, writable. They are
+/// unmounted first; if one stays, the tree stays too.
+void removeTree(const std::string& path) {
+  std::vector<std::string> mounts;
+  bool known = mountsBelow(path, mounts);
+  for (auto point = mounts.rbegin(); point != mounts.rend(); ++point) {
+    umount2(point->c_str(), MNT_DETACH | UMOUNT_NOFOLLOW);
+  }
+  mounts.clear();
+  known = known && mountsBelow(path, mounts);
+  if (!known || !mounts.empty()) {
+    std::fprintf(stderr, "%s is left: something may be mounted in it\n", path.c_str());
+    return;
+  }
+  std::error_code failed;
+  fs::remove_all(path, failed);
+  if (failed) std::fprintf(stderr, "%s: %s\n", path.c_str(), failed.message().c_str());
+}
+
 }  // namespace
 
 TempRoot::TempRoot() {
@@ -29,10 +83,7 @@ TempRoot::TempRoot() {
   mPath = name;
 }
 
-TempRoot::~TempRoot() {
-  std::error_code ignored;  // a mount left by a failed test must not hide its failure
-  fs::remove_all(mPath, ignored);
-}
+TempRoot::~TempRoot() { removeTree(mPath); }
 
 std::string TempRoot::path(std::string_view relative) const {
   while (!relative.empty() && relative.front() == '/') relative.remove_prefix(1);
@@ -93,7 +144,7 @@ bool TempRoot::exists(std::string_view relative) const {
   return fs::exists(fs::symlink_status(path(relative)));
 }
 
-void TempRoot::remove(std::string_view relative) { fs::remove_all(path(relative)); }
+void TempRoot::remove(std::string_view relative) { removeTree(path(relative)); }
 
 std::string readWhole(const std::string& path) {
   std::ifstream stream(path, std::ios::binary);

@@ -10,6 +10,7 @@ namespace LedgoraTest {
 /// A directory tree that a test builds and that goes with it. Paths are
 /// relative to the tree (a leading "/" is dropped); missing directories are
 /// made. What can't be built throws, so that no test runs on half a tree.
+/// Removing never reaches into what is mounted in the tree.
 class TempRoot {
  public:
   TempRoot();
