@@ -76,20 +76,23 @@ int CollectDBMng::insertPkgData(PKG_TABLE_DATA_S& row) {
   return mPackageTable ? mPackageTable->insertRecord(row) : 1;
 }
 
-int CollectDBMng::endTransaction() {
-  if (commitTransaction() == SQLITE_OK) return SQLITE_OK;
-  error_output(0, __func__, __LINE__, "commitTransaction failed");
+int CollectDBMng::abandonTransaction() {
   if (rollbackTransaction() != SQLITE_OK) {
     error_output(0, __func__, __LINE__, "rollbackTransaction failed");
   }
   return 1;
 }
 
+int CollectDBMng::endTransaction() {
+  if (commitTransaction() == SQLITE_OK) return SQLITE_OK;
+  error_output(0, __func__, __LINE__, "commitTransaction failed");
+  return abandonTransaction();
+}
+
 int CollectDBMng::commitSoftwareAddData(std::vector<_SOFT_TABLE_DATA>& rows) {
   if (beginTransactoion() != SQLITE_OK) {
     error_output(0, __func__, __LINE__, "beginTransactoion failed");
-    rollbackTransaction();
-    return 1;
+    return abandonTransaction();
   }
   for (_SOFT_TABLE_DATA& row : rows) {
     const int result = updateSoftData(row);
@@ -104,8 +107,7 @@ int CollectDBMng::commitSoftwareAddData(std::vector<_SOFT_TABLE_DATA>& rows) {
 int CollectDBMng::commitPkgAddData(std::vector<PKG_TABLE_DATA_S>& rows) {
   if (beginTransactoion() != SQLITE_OK) {
     error_output(0, __func__, __LINE__, "begin transactoion failed");
-    rollbackTransaction();
-    return 1;
+    return abandonTransaction();
   }
   for (PKG_TABLE_DATA_S& row : rows) {
     const int result = insertPkgData(row);

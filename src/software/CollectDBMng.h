@@ -51,6 +51,7 @@ class CollectDBMng {
 
  private:
   bool giveUp(const char* message);
+  int abandonTransaction();
   int endTransaction();
 
   bool mInitialised = false;

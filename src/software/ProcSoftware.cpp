@@ -300,17 +300,22 @@ bool ProcSoftware::getSingleSoftwareDb(PROC_EX_INFO_S* proc, SOFTWARE_EX_S& soft
 
 void ProcSoftware::readRuleVariables(SOFTWARE_RULE_S* rule, PROC_EX_INFO_S* proc) {
   mInformation->parseVarEnvValue(rule->varEnv, proc->processEnv, proc->varEnvValues);
-  if (mInformation->getCmdParamValue(rule, proc)) {
-    std::string directory = keyFileDirectory(*proc);
-    mInformation->parseVarCmdValue(rule->varCmd, proc->cmdParams, directory, proc->varCmdValues);
-  }
+  readParameters(rule, proc);
   mInformation->parseVarFileValue(rule, proc);
+}
+
+void ProcSoftware::readParameters(SOFTWARE_RULE_S* rule, PROC_EX_INFO_S* proc) {
+  if (!mInformation->getCmdParamValue(rule, proc)) return;
+  std::string directory = keyFileDirectory(*proc);
+  mInformation->parseVarCmdValue(rule->varCmd, proc->cmdParams, directory, proc->varCmdValues);
 }
 
 void ProcSoftware::getSoftwareOtherInfo(PROC_EX_INFO_S* proc, SOFTWARE_EX_S& soft) {
   SOFTWARE_RULE_S* rule = getSoftRule(soft.name);
   if (rule == nullptr) return;
-  readRuleVariables(rule, proc);
+  mInformation->parseVarEnvValue(rule->varEnv, proc->processEnv, proc->varEnvValues);
+  mInformation->parseVarFileValue(rule, proc);
+  readParameters(rule, proc);
   std::vector<std::string> values;
   for (std::string& element : rule->keyPath) {
     mInformation->getVarValue(proc, element, values);

@@ -93,6 +93,7 @@ class ProcSoftware {
   bool getSingleSoftwareDb(PROC_EX_INFO_S* proc, SOFTWARE_EX_S& soft);
   void getSoftwareOtherInfo(PROC_EX_INFO_S* proc, SOFTWARE_EX_S& soft);
   void readRuleVariables(SOFTWARE_RULE_S* rule, PROC_EX_INFO_S* proc);
+  void readParameters(SOFTWARE_RULE_S* rule, PROC_EX_INFO_S* proc);
   bool matchesPattern(PROC_EX_INFO_S* proc, std::string& baseName, std::string& commandText,
                       PATTERN_PROCESS_S& pattern);
   std::vector<std::string> candidatePaths(PROC_EX_INFO_S* proc, PATTERN_FILE_ATTR_S& attr,

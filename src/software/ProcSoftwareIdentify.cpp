@@ -177,15 +177,13 @@ std::vector<std::string> ProcSoftware::candidatePaths(PROC_EX_INFO_S* proc,
     return paths;
   }
   if (attr.filePath.front() == '/') return {attr.filePath};
-  if (mainFile.empty() || mainFile.front() != '/') {
-    return {mInformation->pathWithoutBase(*proc, attr.filePath)};
-  }
   return {directoryOf(mainFile) + "/" + attr.filePath};
 }
 
 // An empty candidate isn't found, in containers neither, where it would name
 // the root itself.
 bool ProcSoftware::resolveCandidate(PROC_EX_INFO_S* proc, std::string& path) {
+  if (!path.empty() && path.front() != '/') path = mInformation->pathWithoutBase(*proc, path);
   if (path.empty()) return false;
   path = PathUtils::getLinkedPath(CollectProcessInfo::addProcessBasePath(*proc, path),
                                   proc->processBasePath);

@@ -45,7 +45,9 @@ ProcSoftwareInfo::ProcSoftwareInfo()
       mConfDirectories(std::begin(kDefaultConfDirectories), std::end(kDefaultConfDirectories)) {}
 
 std::string ProcSoftwareInfo::prefixed(PROC_EX_INFO_S* proc, const std::string& path) {
-  return CollectProcessInfo::addProcessBasePath(*proc, path);
+  const bool relative = !path.empty() && path.front() != '/';
+  const std::string full = relative ? pathWithoutBase(*proc, path) : path;
+  return full.empty() ? full : CollectProcessInfo::addProcessBasePath(*proc, full);
 }
 
 const std::string& ProcSoftwareInfo::manifestOf(const std::string& jarPath) {

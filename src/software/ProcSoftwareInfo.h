@@ -65,7 +65,7 @@ class ProcSoftwareInfo {
   bool getRealPath(PROC_EX_INFO_S* proc, std::string& path, std::string& out);
   /// What a relative path means with nothing to be relative to: below the
   /// process's root, never the tool's own directory; empty on the host.
-  std::string pathWithoutBase(const PROC_EX_INFO_S& proc, const std::string& path) const;
+  static std::string pathWithoutBase(const PROC_EX_INFO_S& proc, const std::string& path);
 
   void getDevelopKitVersion(PROC_EX_INFO_S* proc, SOFTWARE_EX_S* soft);
   bool getJavaVersion(PROC_EX_INFO_S* proc, SOFTWARE_EX_S* soft);
@@ -83,11 +83,14 @@ class ProcSoftwareInfo {
   using VersionMethod = bool (ProcSoftwareInfo::*)(SOFTWARE_RULE_S*, PROC_EX_INFO_S*, std::string&);
   ProcSoftwareInfo();
 
+  /// The path as the tool must open it; empty for one that leads nowhere.
   static std::string prefixed(PROC_EX_INFO_S* proc, const std::string& path);
   void readVariables(SOFTWARE_RULE_S* rule, PROC_EX_INFO_S* proc);
   bool mayRunExecutable(SOFTWARE_RULE_S* rule, PROC_EX_INFO_S* proc);
   bool runVarCommand(SOFTWARE_RULE_S* rule, PROC_EX_INFO_S* proc, const CMD_REGEX_S& element,
                      const std::string& line, std::string& version);
+  bool versionByRuleText(SOFTWARE_RULE_S* rule, PROC_EX_INFO_S* proc, CMD_REGEX_S& element,
+                         std::string& version);
   bool versionByVarValues(SOFTWARE_RULE_S* rule, PROC_EX_INFO_S* proc, CMD_REGEX_S& element,
                           const std::vector<std::string>& values, std::string& version);
   void addCandidates(PROC_EX_INFO_S* proc, const std::vector<std::string>& candidates,
@@ -97,6 +100,9 @@ class ProcSoftwareInfo {
   std::vector<std::string> mConfDirectories;
   std::map<std::string, std::string> mManifests;
   std::string m_env;
+  /// Texts of "var_version_cmd" with a key file in them, by the rule's element
+  /// and the rights of the process that brought the key file.
+  std::map<std::pair<const CMD_REGEX_S*, std::string>, std::string> mKeyFileCommands;
   VersionCommand mVersionCommand;
 };
 

@@ -162,8 +162,7 @@ void ProcSoftwareInfo::addCandidates(PROC_EX_INFO_S* proc,
   }
 }
 
-std::string ProcSoftwareInfo::pathWithoutBase(const PROC_EX_INFO_S& proc,
-                                              const std::string& path) const {
+std::string ProcSoftwareInfo::pathWithoutBase(const PROC_EX_INFO_S& proc, const std::string& path) {
   return proc.processBasePath.empty() || path.empty() ? std::string() : "/" + path;
 }
 

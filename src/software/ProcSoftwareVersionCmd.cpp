@@ -7,6 +7,7 @@
 #include "common/CommandWord.h"
 #include "common/InspectedRoot.h"
 #include "common/RegexUtils.h"
+#include "common/support/CommandIdentity.h"
 #include "common/support/ElfStrings.h"
 #include "common/support/Handles.h"
 #include "common/support/Log.h"
@@ -21,6 +22,17 @@ constexpr const char* kKeyFileVariable = "$key_file_path";
 std::string pathOf(const PROC_EX_INFO_S& proc) {
   const auto found = proc.processEnv.find("PATH");
   return found == proc.processEnv.end() ? std::string() : found->second;
+}
+
+/// A text that is the same for processes of one container, or of the host,
+/// that have the same rights. One whose rights can't be read has its own.
+std::string rightsOf(const PROC_EX_INFO_S& proc) {
+  std::string text = proc.container.containerId + "\n";
+  CommandIdentity identity;
+  if (!readCommandIdentity(proc.pid, identity)) return text + "of " + std::to_string(proc.pid);
+  for (const gid_t group : identity.groups) text += std::to_string(group) + ",";
+  return text + ":" + std::to_string(identity.uid) + ":" + std::to_string(identity.gid) + ":" +
+         std::to_string(identity.capabilityBounds);
 }
 
 }  // namespace
@@ -123,6 +135,19 @@ bool ProcSoftwareInfo::versionByVarValues(SOFTWARE_RULE_S* rule, PROC_EX_INFO_S*
   return false;
 }
 
+// The key file stays in the rule's text for the rest of the run, so a later
+// process of this software sees the first process's key file. Consumers rely
+// on the resulting versions. It does so among processes of the same rights
+// only: otherwise whoever names his program like a server would have it run
+// with the rights of the real one.
+bool ProcSoftwareInfo::versionByRuleText(SOFTWARE_RULE_S* rule, PROC_EX_INFO_S* proc,
+                                         CMD_REGEX_S& element, std::string& version) {
+  const std::pair<const CMD_REGEX_S*, std::string> key(&element, rightsOf(*proc));
+  std::string& line = mKeyFileCommands.emplace(key, element.cmd).first->second;
+  return getVarVersionShellCmd(proc, line, element.versionShellFormat) &&
+         checkExecPathElf(line, proc) && runVarCommand(rule, proc, element, line, version);
+}
+
 bool ProcSoftwareInfo::getVersionByVarCmd(SOFTWARE_RULE_S* rule, PROC_EX_INFO_S* proc,
                                           std::string& version) {
   const char* name = rule->name.c_str();
@@ -142,14 +167,7 @@ bool ProcSoftwareInfo::getVersionByVarCmd(SOFTWARE_RULE_S* rule, PROC_EX_INFO_S*
       if (versionByVarValues(rule, proc, element, values, version)) return true;
       continue;
     }
-    // Works on the rule's own text: the key file stays in the rule for the
-    // rest of the run, so a later process of this software sees the first
-    // process's key file. Consumers rely on the resulting versions.
-    if (!getVarVersionShellCmd(proc, element.cmd, element.versionShellFormat) ||
-        !checkExecPathElf(element.cmd, proc)) {
-      continue;
-    }
-    if (runVarCommand(rule, proc, element, element.cmd, version)) return true;
+    if (versionByRuleText(rule, proc, element, version)) return true;
   }
   error_output(1, __func__, __LINE__, "[COLLECT SOFT]Soft(%s) no version found by versionVarCmd!",
                name);
@@ -181,9 +199,7 @@ bool ProcSoftwareInfo::mayRunExecutable(SOFTWARE_RULE_S* rule, PROC_EX_INFO_S* p
                  name);
     return false;
   }
-  const bool quoted = proc->path.find(' ') != std::string::npos;
-  return acceptCommandWord(proc->path, quoted ? CommandPlace::SingleQuoted : CommandPlace::Unquoted,
-                           __func__);
+  return true;
 }
 
 bool ProcSoftwareInfo::getVersionByCmd(SOFTWARE_RULE_S* rule, PROC_EX_INFO_S* proc,
@@ -192,9 +208,11 @@ bool ProcSoftwareInfo::getVersionByCmd(SOFTWARE_RULE_S* rule, PROC_EX_INFO_S* pr
   const char* name = rule->name.c_str();
   const bool quoted = proc->path.find(' ') != std::string::npos;
   const std::string program = quoted ? "'" + proc->path + "' " : proc->path + " ";
+  const CommandPlace place = quoted ? CommandPlace::SingleQuoted : CommandPlace::Unquoted;
+  const bool accepted = acceptCommandWord(proc->path, place, __func__);
   for (const CONTENT_REGEX_S& element : rule->versionCmd) {
     std::string line = program + element.cmdParam;
-    if (!checkExecPathElf(line, proc)) continue;
+    if (!accepted || !checkExecPathElf(line, proc)) continue;
     std::string output;
     if (!mVersionCommand.run(m_env, *proc, line, pathOf(*proc), output)) {
       error_output(1, __func__, __LINE__, "[COLLECT SOFT]Soft(%s) execCmd (%s) failed ", name,

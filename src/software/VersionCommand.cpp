@@ -11,7 +11,6 @@ namespace {
 
 // The first so many bytes of the output, terminator included, are looked at.
 constexpr int kOutputBytes = 1536;
-constexpr int kTimeoutSeconds = 50;
 constexpr int kWaitStepSeconds = 5;
 constexpr int kMostStopped = 3;
 constexpr std::size_t kMostAnswers = 1024;
@@ -42,7 +41,7 @@ bool VersionCommand::run(const std::string& env, const PROC_EX_INFO_S& proc,
   char buffer[kOutputBytes] = {};
   errno = 0;
   Answer answer;
-  answer.ran = unit.executeCmdAsProcess(proc.pid, line, buffer, kOutputBytes, kTimeoutSeconds,
+  answer.ran = unit.executeCmdAsProcess(proc.pid, line, buffer, kOutputBytes, mTimeoutSeconds,
                                         kWaitStepSeconds, pathValue.c_str());
   if (!answer.ran && errno == kCommandStopped) ++mStopped[owner];
   answer.output = buffer;

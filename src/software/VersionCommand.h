@@ -15,6 +15,7 @@ namespace LedgoraCollect {
 /// them is run again.
 class VersionCommand {
  public:
+  explicit VersionCommand(int timeoutSeconds = 50) : mTimeoutSeconds(timeoutSeconds) {}
   /// Runs the line and sets `output` to the first 1,535 bytes that it prints.
   /// `env` is the run's root, `pathValue` the process's PATH (empty: none).
   /// False if it couldn't be run or was stopped; `output` then holds what came.
@@ -28,6 +29,7 @@ class VersionCommand {
   };
   using Key = std::tuple<std::string, std::string, std::string, std::string>;
 
+  int mTimeoutSeconds;
   std::map<Key, Answer> mAnswers;
   std::map<std::string, int> mStopped;  // by root and user
 };
