@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <numeric>
+#include <set>
 
 #include "support/Daemons.h"
 #include "support/DocumentView.h"
@@ -44,38 +46,35 @@ class Machine {
     const std::string marks = place + ".ran";
     return mFiles.exists(marks) ? static_cast<int>(mFiles.read(marks).size()) : 0;
   }
-  /// name, version and configuration of what runs, as a run lists it.
+  /// Name, version and configuration of what runs, sorted.
   std::string running(const std::vector<std::string>& arguments = {}) {
     mLast = mProgram.type(7, arguments);
-    std::string rows;
+    std::multiset<std::string> rows;
     std::istringstream lines(documentRows(mLast.document, {"name", "version", "conf_path", "pid"}));
     for (std::string line; std::getline(lines, line);) {
       const std::size_t pids = line.rfind('|');
       if (line.find('[', pids) == std::string::npos) continue;
-      rows += line.substr(0, pids) + "\n";
+      rows.insert(line.substr(0, pids) + "\n");
     }
-    return rows;
+    return std::accumulate(rows.begin(), rows.end(), std::string());
   }
   const ProgramResult& last() const { return mLast; }
 
  private:
   std::string ownRules() const {
-    return R"([{"name": "server", "id": "T-1",
+    return R"rule([{"name": "server", "id": "T-1",
       "character": {"pattern_process": [{"process_name": "^server$"}]},
-      "configure": {"conf_default": [{"path_base": ")" +
-           mFiles.path("conf") + R"(", "file": "server\\.conf$"}]},
+      "configure": {"conf_default": [{"file": "server\\.conf$", "path_base": ")rule" +
+           mFiles.path("conf") + R"rule("}]},
       "versions": {"version_cmd":
-        [{"cmd_param": "--version 2>&1", "out_regex": "version ([0-9.]+)"}]
-}
-}])";
-}
+        [{"cmd_param": "--version 2>&1", "out_regex": "version ([0-9.]+)"}]}}])rule";
+  }
 
-TempRoot mFiles;
-ProgramRun mProgram;
-Daemons mDaemons;
-ProgramResult mLast;
-}
-;
+  TempRoot mFiles;
+  ProgramRun mProgram;
+  Daemons mDaemons;
+  ProgramResult mLast;
+};
 
 /// Runs a statement on the state database of an installation; the first value.
 std::string sql(Machine& machine, const std::string& statement) {
@@ -165,14 +164,12 @@ TEST(SoftwareCache, ALostOrDamagedDatabaseCostsTimeOnly) {
 
 /// Rules that put into command lines whatever a process can choose.
 std::string daringRules() {
-  return R"([
+  return R"rule([
     {"name": "by path", "character": {"pattern_process": [{"process_name": "^server"}]},
      "configure": {"conf_cmd": ["c"]},
      "versions": {"version_cmd": [{"cmd_param": "--version", "out_regex": "version ([0-9.]+)"}],
-                  "version_file": [{"path_base": "$home", "path_file": "x", "out_regex": "(.*)"}]
-}
-, "key_path" : ["$home"], "var" : { "var_env" : [ {"var_name" : "home", "env" : "JAVA_HOME"} ] }
-},
+                  "version_file": [{"path_base": "$home", "path_file": "x", "out_regex": "(.*)"}]},
+     "key_path": ["$home"], "var": {"var_env": [{"var_name": "home", "env": "JAVA_HOME"}]}},
     {"name": "by key file", "character": {"pattern_process": [{"process_name": "^keyed"}]},
      "versions": {"var_version_cmd":
        [{"path_base": "", "cmd": "$key_file_path --version", "out_regex": "version ([0-9.]+)"}]}},
@@ -182,7 +179,7 @@ std::string daringRules() {
        [{"path_base": "$home/server", "cmd": " --version", "out_regex": "version ([0-9.]+)"}]}},
     {"name": "bad", "character": {"pattern_process": [{"process_name": "("}]}},
     {"name": "backtracks", "character": {"pattern_process":
-       [{"process_name": "^(([a-z])+.)+[A-Z]([a-z])+$"}]}}])";
+       [{"process_name": "^(([a-z])+.)+[A-Z]([a-z])+$"}]}}])rule";
 }
 
 const char* const kHostileNames[] = {
@@ -273,11 +270,11 @@ TEST(SoftwareContainer, HasItsOwnPackageAndVersion) {
     Machine machine(rules);
     TempRoot root;
     chmod(root.path().c_str(), 0755);
-    const char conf[] = "[global]\n";
-    root.copy("usr/sbin/rsyslogd", LEDGORA_TEST_DAEMON).file("etc/rsyslog.conf", conf);
+    root.copy("usr/sbin/rsyslogd", LEDGORA_TEST_DAEMON).file("etc/rsyslog.conf");
     root.file("var/lib/dpkg/status",
               "Package: rsyslog\nStatus: install ok installed\nVersion: 9.9.9-7\n"
-              "Installed-Size: 11\nArchitecture: amd64\nDescription: x\n\n");
+              "Installed-Size: 11\nArchitecture: amd64\nDescription: x\n\n"
+              "Package: base-files\nStatus: install ok installed\nVersion: 1\n\n");
     root.file("var/lib/dpkg/info/rsyslog.list", "/.\n/usr/sbin/rsyslogd\n/etc/rsyslog.conf\n");
     ContainerOptions options;
     options.root = root.path();

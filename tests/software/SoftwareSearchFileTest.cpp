@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "software/SoftwareSearchFile.h"
 #include "common/InspectedRoot.h"
+#include "software/SoftwareSearchFile.h"
 #include "support/TempRoot.h"
 
 using namespace LedgoraCollect;
