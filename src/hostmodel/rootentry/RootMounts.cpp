@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/magic.h>
+#include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -32,6 +33,18 @@ constexpr std::size_t kDeviceCount = sizeof kDevices / sizeof *kDevices;
 
 bool isSame(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+// The tool may itself run in a chroot, where "/" need not be a mount and nothing
+// could become "/" later. Entering our own mount namespace once more leads to its
+// true root; the working directory is kept.
+bool makeMountsPrivate(int proc) {
+  if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0) return true;
+  if (errno != EINVAL) return false;
+  const FileDescriptor here(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const FileDescriptor space(openat(proc, "self/ns/mnt", O_RDONLY | O_CLOEXEC));
+  return here && space && setns(space.get(), CLONE_NEWNS) == 0 &&
+         mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 && fchdir(here.get()) == 0;
 }
 
 // A root has to be a mount to become "/". The working directory ends up in
@@ -164,7 +177,7 @@ bool isNarrow(int proc) {
 }  // namespace
 
 const char* confineMounts(int proc, RootMounts& mounts) {
-  if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return "private mounts";
+  if (!makeMountsPrivate(proc)) return "private mounts";
   if (!mountWorkingDirectory()) return "mounting the root";
   if (!becomeRoot()) return "changing the root";
   const mode_t mask = umask(0);
