@@ -65,7 +65,9 @@ std::string PsCmdCollectionUnit::getKeyFilePath(ProcessCacheUnit& record) const 
                "[PsCmdCollectionUnit]process %s cmdline %s, get keyFilePath %s, language %s",
                record.getMInterpreterPath().c_str(), record.getMProcessCmdline().c_str(),
                candidate.c_str(), record.getMInterpreterLanguage().c_str());
-  if (!candidate.empty() && isThere(candidate, record)) return candidate;
+  // A path that was found when the record was made need not be looked for again.
+  const bool known = candidate == record.getMProcessPath();
+  if (!candidate.empty() && (known || isThere(candidate, record))) return candidate;
   error_output(0, __func__, __LINE__,
                "[PsCmdCollectionUnit]process %s get keyFilePath failed, replace by process path",
                candidate.c_str());
