@@ -31,6 +31,10 @@ machine() {
   echo 'The program holds itself to a share of the machine, which the elapsed time shows.'
   echo
   python3 bench/packages.py "$build/tree" || failed=1
+  echo
+  echo '## Processes (type 3, option 1)'
+  echo
+  python3 bench/process_table.py "$build/tree/bin/ledgora_collect" || failed=1
   if [ -x "$build/bench/ledgora_bench" ]; then
     echo
     echo '## Operations'

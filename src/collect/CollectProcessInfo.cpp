@@ -34,7 +34,7 @@ void copyReported(const ProcessCacheUnit& unit, PROCESS_INFO_S& record) {
   record.containerIdentity = unit.getMContainerId();
 }
 
-PROC_EX_INFO_S recordOf(const ProcessCacheUnit& unit) {
+PROC_EX_INFO_S recordOf(ProcessCacheUnit& unit) {
   PROC_EX_INFO_S record;
   copyReported(unit, record);
   record.interpreter.path = unit.getMInterpreterPath();
@@ -47,7 +47,7 @@ PROC_EX_INFO_S recordOf(const ProcessCacheUnit& unit) {
   record.keyFilePath = unit.getMKeyFilePath();
   record.processBasePath = unit.getMProcessBasePath();
   record.keyFilePathFlag = unit.getMKeyFilePathFlag();
-  record.processEnv = unit.getMProcessEnv();
+  record.processEnv = unit.releaseProcessEnv();
   return record;
 }
 
@@ -163,8 +163,8 @@ bool CollectProcessInfo::parseProcessesInfo(std::map<int, PROC_EX_INFO_S>& proce
   LinuxProcessCollection collection;
   collection.setEnvironment(getMEnv());
   if (!collection.collect()) return false;
-  const std::map<int, ProcessCacheUnit>& table = collection.getMProcessInfo();
-  for (const auto& [pid, unit] : table) {
+  std::map<int, ProcessCacheUnit> table = collection.releaseProcessInfo();
+  for (auto& [pid, unit] : table) {
     PROC_EX_INFO_S record = recordOf(unit);
     // Processes whose own parent is 0 aren't in the table, so the children of
     // init have no parent name.

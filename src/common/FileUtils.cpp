@@ -17,12 +17,12 @@ namespace {
 
 // Reads up to `maximum` bytes. Returns false if a read failed; one that would block is the end.
 bool readUpTo(int descriptor, std::size_t maximum, std::string& content) {
-  constexpr std::size_t kChunk = 64 * 1024;
+  // Kept, so that the small files of thousands of processes don't each zero a new one.
+  static char chunk[64 * 1024];
   while (content.size() < maximum) {
-    const std::size_t before = content.size();
-    content.resize(std::min(maximum, before + kChunk));
-    const ssize_t count = ::read(descriptor, content.data() + before, content.size() - before);
-    content.resize(before + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    const ssize_t count =
+        ::read(descriptor, chunk, std::min(maximum - content.size(), sizeof chunk));
+    content.append(chunk, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     if (count == 0 || (count < 0 && errno == EAGAIN)) return true;
     if (count < 0 && errno != EINTR) return false;
   }
@@ -88,6 +88,12 @@ bool FileUtils::readFileContent(const std::string& path, std::string& out, int m
   if (maximum < 1 || path.empty()) {
     error_output(1, __func__, __LINE__, "file %s is not empty", path.c_str());
     return false;
+  }
+  if (const FileDescriptor text = openProcessText(path)) {
+    std::string content;
+    readProcText(text.get(), static_cast<std::size_t>(maximum), replacement, content);
+    out.append(content, 0, content.find('\0'));
+    return true;
   }
   const FileDescriptor object = openInspected(path, O_PATH);
   if (!object) {

@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <iterator>
+#include <string_view>
+#include <utility>
 
 #include "common/LinkWalk.h"
 #include "common/RootOpen.h"
@@ -32,7 +35,40 @@ FileDescriptor openDirectory(const std::string& path, int flags) {
   return openAt(RootedPath::of(path, (flags & O_NOFOLLOW) == 0), path, flags | kReadFlags);
 }
 
+// The names that process files have without being links or directories.
+constexpr const char* kProcessTexts[] = {"cmdline", "environ", "status", "cgroup"};
+
+// "<number>/" at the front is cut off.
+bool skipNumber(std::string_view& rest) {
+  const std::size_t end = rest.find_first_not_of("0123456789");
+  if (end == 0 || end == std::string_view::npos || rest[end] != '/') return false;
+  rest.remove_prefix(end + 1);
+  return true;
+}
+
+bool isProcessText(std::string_view path) {
+  constexpr std::string_view kProc = "/proc/";
+  constexpr std::string_view kTask = "task/";
+  if (path.substr(0, kProc.size()) != kProc) return false;
+  path.remove_prefix(kProc.size());
+  if (!skipNumber(path)) return false;
+  if (path.substr(0, kTask.size()) == kTask) {
+    path.remove_prefix(kTask.size());
+    if (!skipNumber(path)) return false;
+  }
+  return std::find(std::begin(kProcessTexts), std::end(kProcessTexts), path) !=
+         std::end(kProcessTexts);
+}
+
 }  // namespace
+
+FileDescriptor openProcessText(const std::string& path) {
+  if (!isProcessText(path) || !RootedPath::of(path, true).onHost()) return FileDescriptor();
+  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  struct stat status {};
+  if (file && (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))) file.reset();
+  return file;
+}
 
 void InspectedRoot::setEnvironment(const std::string& environment) {
   RootedPath::setEnvironment(environment);
@@ -44,7 +80,8 @@ FileDescriptor openInspected(const std::string& path, int flags) {
   flags &= kShapeFlags;
   if ((flags & O_PATH) != 0) return openObject(path, flags);
   if ((flags & O_DIRECTORY) != 0) return openDirectory(path, flags);
-  return reopenRegular(openObject(path, flags));
+  FileDescriptor text = openProcessText(path);
+  return text ? std::move(text) : reopenRegular(openObject(path, flags));
 }
 
 FileDescriptor reopenInspected(const FileDescriptor& object) { return reopenRegular(object); }
@@ -77,11 +114,17 @@ bool existsInspected(const std::string& path) {
 }
 
 bool readlinkInspected(const std::string& path, std::string& out) {
-  const FileDescriptor link = openObject(path, O_NOFOLLOW);
-  if (!link) return false;
   char buffer[PATH_MAX];
-  // Of an object that is no link the kernel says ENOENT here.
-  const ssize_t length = readlinkat(link.get(), "", buffer, sizeof buffer);
+  ssize_t length = -1;
+  const RootedPath place = RootedPath::of(path, false);
+  if (place.onHost()) {
+    length = ::readlink(path.c_str(), buffer, sizeof buffer);
+  } else {
+    const FileDescriptor link = openAt(place, path, O_PATH | O_NOFOLLOW);
+    if (!link) return false;
+    // Of an object that is no link the kernel says ENOENT here.
+    length = readlinkat(link.get(), "", buffer, sizeof buffer);
+  }
   if (length < 0) return false;
   out.assign(buffer, static_cast<std::size_t>(length));
   return true;

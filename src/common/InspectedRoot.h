@@ -33,6 +33,11 @@ FileDescriptor openInspected(const std::string& path, int flags);
 /// Opens for reading what an O_PATH descriptor stands for, under the same conditions.
 FileDescriptor reopenInspected(const FileDescriptor& object);
 
+/// Opens a text that the host's proc file system has of one process, such as
+/// "/proc/12/status" or "/proc/12/task/12/cgroup", at once: nothing in such a path can be a
+/// link to elsewhere. Invalid for any other path, and where it can't be opened.
+FileDescriptor openProcessText(const std::string& path);
+
 /// A directory for readdir.
 DirHandle openInspectedDir(const std::string& path);
 

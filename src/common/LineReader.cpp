@@ -23,16 +23,16 @@ bool LineReader::next(std::string& line) {
 }
 
 bool LineReader::fill() {
-  constexpr std::size_t kChunk = 64 * 1024;
+  // Shared by all readers and copied out of at once: no reader zeroes one of its own.
+  static char chunk[64 * 1024];
   mOverLimit = mTotal >= kMaxBytes;
   if (mOverLimit) return false;
   mPosition = 0;
-  mBuffer.resize(kChunk);
   ssize_t count = 0;
   do {
-    count = ::read(mDescriptor, mBuffer.data(), kChunk);
+    count = ::read(mDescriptor, chunk, sizeof chunk);
   } while (count < 0 && errno == EINTR);
-  mBuffer.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+  mBuffer.assign(chunk, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
   mTotal += mBuffer.size();
   return !mBuffer.empty();
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 
 namespace LedgoraCollect {
 
@@ -42,7 +43,9 @@ class ProcessCacheUnit {
   const std::string& getMProcessCmdline() const { return processCmdline; }
   void setProcessCmdline(const std::string& value) { processCmdline = value; }
   const Env& getMProcessEnv() const { return processEnv; }
-  void setProcessEnv(const Env& value) { processEnv = value; }
+  void setProcessEnv(Env value) { processEnv = std::move(value); }
+  /// Gives the variables away.
+  Env releaseProcessEnv() { return std::move(processEnv); }
   /// Resident memory as digits followed by "kB".
   const std::string& getMProcessMemoryUsage() const { return processMemoryUsage; }
   void setProcessMemoryUsage(const std::string& value) { processMemoryUsage = value; }

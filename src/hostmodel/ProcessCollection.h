@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <utility>
 
 #include "hostmodel/Collection.h"
 #include "hostmodel/ProcessCacheUnit.h"
@@ -11,6 +12,8 @@ namespace LedgoraCollect {
 class ProcessCollection : public Collection {
  public:
   const std::map<int, ProcessCacheUnit>& getMProcessInfo() const { return processInfo; }
+  /// Gives the table away.
+  std::map<int, ProcessCacheUnit> releaseProcessInfo() { return std::move(processInfo); }
 
  protected:
   std::map<int, ProcessCacheUnit> processInfo;

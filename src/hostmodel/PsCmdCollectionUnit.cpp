@@ -99,12 +99,13 @@ bool PsCmdCollectionUnit::executeEO(std::string& out) const {
 
 void PsCmdCollectionUnit::parseEOResult(const std::string& text,
                                         std::map<int, ProcessCacheUnit>& processes) const {
+  KnownPaths known;
   for (std::size_t start = 0; start < text.size();) {
     const std::size_t end = std::min(text.find('\n', start), text.size());
     const std::vector<std::string> row = parseEORow(text.substr(start, end - start));
     start = end + 1;
     ProcessCacheUnit record;
-    if (row.empty() || !completeRecord(row, record)) continue;
+    if (row.empty() || !completeRecord(row, known, record)) continue;
     const int pid = record.getMProcessPid();
     processes.emplace(pid, std::move(record));
   }
@@ -118,7 +119,7 @@ std::vector<std::string> PsCmdCollectionUnit::parseEORow(const std::string& line
   return row;
 }
 
-bool PsCmdCollectionUnit::completeRecord(const std::vector<std::string>& row,
+bool PsCmdCollectionUnit::completeRecord(const std::vector<std::string>& row, KnownPaths& known,
                                          ProcessCacheUnit& record) const {
   const int pid = toInt(row[kPid]);
   ProcFileCollectionUnit proc;
@@ -139,7 +140,7 @@ bool PsCmdCollectionUnit::completeRecord(const std::vector<std::string>& row,
   record.setProcessPid(pid);
   setContainer(record);
   if (!record.getMContainerId().empty()) path = proc.getContainerProcessPath(pid, path);
-  if (!isThere(path, record)) path.clear();
+  if (!isExecutableThere(path, record, known)) path.clear();
   if (isNothing()) return ignored(__LINE__);
   record.setProcessPath(path);
   record.setProcessCmdline(cmdline);
@@ -172,6 +173,15 @@ bool PsCmdCollectionUnit::isThere(const std::string& path, const ProcessCacheUni
   unit.setEnvironment(environment);
   unit.setTarget(record.getMContainerPath());
   return unit.isExist(path);
+}
+
+// Many processes run one program: outside of containers it is looked for once.
+bool PsCmdCollectionUnit::isExecutableThere(const std::string& path, const ProcessCacheUnit& record,
+                                            KnownPaths& known) const {
+  if (!record.getMContainerPath().empty()) return isThere(path, record);
+  const auto found = known.find(path);
+  if (found != known.end()) return found->second;
+  return known.emplace(path, isThere(path, record)).first->second;
 }
 
 std::string PsCmdCollectionUnit::getProcessName(const std::string& path) {

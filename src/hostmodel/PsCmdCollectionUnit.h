@@ -44,7 +44,12 @@ class PsCmdCollectionUnit : public CmdCollectionUnit {
   std::string getKeyFilePath(ProcessCacheUnit& record) const;
 
  private:
-  bool completeRecord(const std::vector<std::string>& row, ProcessCacheUnit& record) const;
+  using KnownPaths = std::map<std::string, bool>;
+
+  bool completeRecord(const std::vector<std::string>& row, KnownPaths& known,
+                      ProcessCacheUnit& record) const;
+  bool isExecutableThere(const std::string& path, const ProcessCacheUnit& record,
+                         KnownPaths& known) const;
   void setContainer(ProcessCacheUnit& record) const;
   bool isThere(const std::string& path, const ProcessCacheUnit& record) const;
 };
