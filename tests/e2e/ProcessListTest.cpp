@@ -179,7 +179,8 @@ void compareWithPs() {
   const pid_t named = children.start(files.path("fifteenletters1"), {"x", "1001"});
   const pid_t deleted = children.start(files.path("removed"), {"removed", "1002"});
   files.remove("removed");
-  const std::string wait = "sleep 1003; :";
+  // Stopped rather than waiting for a child, which would outlive the shell.
+  const std::string wait = "kill -STOP $$; :";
   const pid_t big = children.start("/bin/sh", {"sh", "-c", wait, std::string(102400, 'a')});
   const pid_t odd =
       children.start("/bin/sh", {"sh", "-c", wait, "it's \"so\"", "two\nlines", "bad\xff\xfe", ""});
@@ -213,7 +214,7 @@ TEST(ProcessList, AgreesWithPs) { EXPECT_TRUE(passesInNamespaces(CLONE_NEWNS, co
 
 TEST(ProcessList, ContainersAsTheirRuntimesNameThem) {
   TempRoot root;
-  root.file("opt/job.sh", "sleep 1000\n:\n", 0755);
+  root.file("opt/job.sh", "kill -STOP $$\n", 0755);
   ContainerOptions docker;
   docker.root = root.path();
   docker.command = {"/bin/bash", "/opt/job.sh"};
