@@ -325,7 +325,7 @@ TEST(ProcessList, TwoThousandProcesses) {
 // anything in it nor a failure.
 TEST(ProcessList, ShortLivedProcesses) {
   Children children;
-  children.start("/bin/sh", {"sh", "-c", "while :; do /bin/true; /bin/true & done"});
+  children.start("/bin/sh", {"sh", "-c", "while :; do /bin/true & /bin/true & sleep 0.01; done"});
   for (int run = 0; run < 50; ++run) {
     LedgoraCollect::CollectProcessInfo collector;
     std::map<int, LedgoraCollect::PROC_EX_INFO_S> records;
