@@ -35,6 +35,12 @@ machine() {
   echo '## Processes (type 3, option 1)'
   echo
   python3 bench/process_table.py "$build/tree/bin/ledgora_collect" || failed=1
+  echo
+  echo '## Ports and connections'
+  echo
+  echo 'In a network namespace with 1,000 processes; the login shell has no profile of its own.'
+  echo
+  python3 bench/sockets.py "$build/bench/ledgora_measure" "$build/tree/bin/ledgora_collect" || failed=1
   if [ -x "$build/bench/ledgora_bench" ]; then
     echo
     echo '## Operations'
