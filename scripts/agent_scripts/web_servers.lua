@@ -1,0 +1,47 @@
+-- Type 8: one record per web server.
+
+local instances = require("instances")
+
+local M = {}
+
+local Server = host.record({ "name", "version", "environment", "user", "binary_path", "conf_path",
+  "install_path", "listen", "pid" })
+local Environment = host.record({ "type", "id" })
+
+function M.environment(instance) return setmetatable(instance.environment, Environment) end
+
+-- The servers with what their configurations say, one after the other:
+-- visit(instance, model). A reader that fails costs one server's details.
+function M.each(run, visit)
+  for _, instance in ipairs(run.instances) do
+    local module = instances.WEB[instance.name]
+    if module then
+      local done, model = pcall(function() return require(module).read(instance) end)
+      if not done then
+        host.log(0, instance.name .. ": configuration can't be understood: " .. tostring(model))
+        model = require("sites").new_model(instance.conf_path)
+      end
+      visit(instance, model)
+    elseif instance.app_type == "web" then
+      visit(instance, require("sites").new_model(instance.conf_path))
+    end
+  end
+end
+
+function M.collect(run, list)
+  M.each(run, function(instance, model)
+    list:add(setmetatable({
+      name = instance.name,
+      version = instances.version(instance),
+      environment = M.environment(instance),
+      user = instance.user,
+      binary_path = instance.binary_path,
+      conf_path = model.conf_path,
+      install_path = instance.install_path ~= "" and instance.install_path or instance.binary_path,
+      listen = model.listen,
+      pid = host.array(instance.pids),
+    }, Server))
+  end)
+end
+
+return M
