@@ -133,7 +133,7 @@ local function row_for(by_pid, process)
   return row
 end
 
-local function wanted(run, process)
+function M.wanted(run, process)
   if process.container ~= "" then return run.option & OPTION_CONTAINERS ~= 0 end
   return run.option & OPTION_NO_HOST == 0
 end
@@ -249,7 +249,7 @@ function M.collect(run)
     position[process.pid] = process
     local row = row_for(by_pid, process)
     local typed = row and (row.app_type == "web" or row.app_type == "db")
-    program[process.pid] = wanted(run, process) and
+    program[process.pid] = M.wanted(run, process) and
       ((typed and tonumber(row.major_pid) == process.pid and row.app_name) or program_of(run, process)) or nil
   end
   -- The first process of a server is the one whose parent isn't of the same program.

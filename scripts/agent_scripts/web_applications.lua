@@ -1,0 +1,31 @@
+-- Type 10: one record per deployed application.
+
+local applications = require("applications")
+local web_servers = require("web_servers")
+
+local M = {}
+
+local Application = host.record({ "name", "version", "kind", "language", "server", "environment",
+  "site", "path", "path_owner", "path_mode", "user", "pid" })
+
+function M.collect(run, list)
+  applications.each(run, function(app)
+    local owner, mode = app.files:owner(app.path)
+    list:add(setmetatable({
+      name = app.name,
+      version = app.version,
+      kind = app.kind,
+      language = app.language,
+      server = app.server,
+      environment = web_servers.environment(app.instance),
+      site = app.site,
+      path = app.path,
+      path_owner = owner,
+      path_mode = mode,
+      user = app.instance.user,
+      pid = host.array(app.instance.pids),
+    }, Application))
+  end)
+end
+
+return M
