@@ -165,6 +165,9 @@ TEST(InstalledPackages, LimitAndFilterFile) {
 // The machine itself, with another dpkg, desktop directory and release file
 // mounted where only this run sees them.
 TEST(InstalledPackages, DesktopApplicationsWithoutTheExcludedNames) {
+  if (access("/usr/share/applications", F_OK) != 0) {
+    GTEST_SKIP() << "no /usr/share/applications here to mount over";
+  }
   TempRoot machine;
   machine.file("dpkg/status", statusOf({"twice", "hidden", "other"}))
       .file("dpkg/info/twice.list",

@@ -112,6 +112,7 @@ constexpr int kAllNamespaces =
 // The attempts are real ones: with the rights of root behind a plain chroot
 // they work. Without this the tests below would prove nothing.
 TEST(RootEntry, ThePlainWayIntoARootHoldsNothingBack) {
+  if (isChrooted()) GTEST_SKIP() << "a second chroot leads nowhere from within a first one";
   EXPECT_TRUE(passesInNamespaces(kAllNamespaces, [] {
     Host host;
     TempRoot root;

@@ -178,6 +178,17 @@ bool passesInNamespaces(int flags, const std::function<void()>& body) {
   return waitFor(child) == 0;
 }
 
+bool isChrooted() {
+  std::ifstream mounts("/proc/self/mountinfo");
+  for (std::string line; std::getline(mounts, line);) {
+    std::istringstream fields(line);
+    std::string id, parent, device, root, point;
+    fields >> id >> parent >> device >> root >> point;
+    if (point == "/") return false;
+  }
+  return true;
+}
+
 bool enterMountNamespace() { return unshare(CLONE_NEWNS) == 0 && makeMountsPrivate(); }
 
 void enterNetworkNamespace() {

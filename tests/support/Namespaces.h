@@ -21,6 +21,9 @@ bool passesInNamespaces(int flags, const std::function<void()>& body);
 /// chroot. False with errno if that isn't possible: then nothing may be mounted.
 bool enterMountNamespace();
 
+/// True if this process's root isn't its mount namespace's.
+bool isChrooted();
+
 /// Enters a network namespace of its own with the loopback up: for
 /// ProgramRun::inChild.
 void enterNetworkNamespace();
