@@ -1,25 +1,15 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <sstream>
-
 #include "support/DocumentView.h"
 #include "support/ProgramRun.h"
+#include "support/RootPrograms.h"
 
 using namespace LedgoraTest;
 
 namespace {
 
 const std::vector<const char*> kVariable{"env_name", "env_value", "env_type", "env_user"};
-
-/// Copies a program with the libraries that ldd names.
-void copyProgram(TempRoot& root, const std::string& program) {
-  root.copy(program, program);
-  std::istringstream words(runProgram({"/usr/bin/ldd", program}).out);
-  for (std::string word; words >> word;) {
-    if (word[0] == '/' && !root.exists(word)) root.copy(word, word);
-  }
-}
 
 bool holds(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
@@ -76,8 +66,8 @@ TEST(EnvInfo, LimitCountsBothSources) {
 
 TEST(EnvInfo, OfAMountedRootComesFromItsShell) {
   TempRoot root;
-  for (const char* program : {"/bin/bash", "/bin/sh"}) copyProgram(root, program);
-  root.file("etc/profile", "export FROM_ROOT='a b' ZED=1\n").dir("dev").dir("proc");
+  copyShells(root);
+  root.file("etc/profile", "export FROM_ROOT='a b' ZED=1\n");
   ProgramRun program;
   program.environment("OWN_TEXT", "of the tool");
   const ProgramResult result = program.type(20, {"env=" + root.path()});
