@@ -243,8 +243,8 @@ TEST(JarPackages, OfContainers) {
     }
     return found;
   };
-  EXPECT_EQ(ours(hostOnly), "");
   const ProgramResult hostOnly = program.type(22);
+  EXPECT_EQ(ours(hostOnly), "");
   EXPECT_EQ(hostOnly.count("Jar :a.jar will not output"), 1) << hostOnly.messages();
   const std::string rows = ours(program.type(22, {"option=24"}));
   // Of the two processes that hold the first archive only the first is told.

@@ -151,6 +151,14 @@ void giveHostPrograms(const std::string& root) {
   must(mount("proc", (root + "/proc").c_str(), "proc", 0, nullptr) == 0, "proc");
 }
 
+/// As runtimes do: in a root that was merely changed, the links below /proc of
+/// the process would tell this machine's paths.
+void enterRoot(const std::string& root) {
+  must(chdir(root.c_str()) == 0, root);
+  must(syscall(SYS_pivot_root, ".", ".") == 0, "pivot_root");
+  must(umount2(".", MNT_DETACH) == 0 && chdir("/") == 0, "old root");
+}
+
 [[noreturn]] void becomeContainer(const ContainerOptions& options, const std::string& group) {
   std::ofstream(group + "/cgroup.procs") << "0" << std::endl;
   prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -159,7 +167,7 @@ void giveHostPrograms(const std::string& root) {
   must(mount(options.root.c_str(), options.root.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0,
        "root");
   if (options.hostPrograms) giveHostPrograms(options.root);
-  must(chroot(options.root.c_str()) == 0 && chdir("/") == 0, "chroot");
+  enterRoot(options.root);
   must(setgid(options.gid) == 0 && setuid(options.uid) == 0, "credentials");
   std::vector<char*> words;
   for (const std::string& word : options.command) words.push_back(const_cast<char*>(word.c_str()));
