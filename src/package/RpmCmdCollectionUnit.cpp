@@ -43,6 +43,12 @@ std::set<std::string>& slowRoots() {
   return roots;
 }
 
+/// Roots that have an rpm which couldn't be started, for want of processes, say.
+std::set<std::string>& lostRoots() {
+  static std::set<std::string> roots;
+  return roots;
+}
+
 }  // namespace
 
 std::map<std::string, bool> RpmCmdCollectionUnit::rpmDetectMap;
@@ -54,7 +60,13 @@ bool RpmCmdCollectionUnit::getDetectResult(bool& result) const {
   return true;
 }
 
-void RpmCmdCollectionUnit::setDetectResult(bool result) { rpmDetectMap[rootKey()] = result; }
+void RpmCmdCollectionUnit::setDetectResult(bool result) {
+  bool& known = rpmDetectMap[rootKey()];
+  if (known && !result) lostRoots().insert(rootKey());
+  known = result;
+}
+
+bool RpmCmdCollectionUnit::isLost() const { return lostRoots().count(rootKey()) != 0; }
 
 bool RpmCmdCollectionUnit::detectRpmCmd() {
   bool result = false;

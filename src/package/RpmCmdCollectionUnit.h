@@ -29,6 +29,9 @@ class RpmCmdCollectionUnit : public CmdCollectionUnit {
   /// True, with `result` set, if that was looked up already.
   bool getDetectResult(bool& result) const;
   void setDetectResult(bool result);
+  /// True if rpm is there and was given up in this run: about owners nothing
+  /// is known then.
+  bool isLost() const;
 
   /// Appends all packages, in rpm's order. False if the command failed.
   bool collectSoftwares(std::vector<SoftwarePkgCacheUnit>& list);

@@ -166,7 +166,8 @@ bool SoftwarePkgCache::queryPackageInfoByPath(const std::string& path, SoftwareP
 
 bool SoftwarePkgCache::askRpmForOwner(const std::string& path, SoftwarePkgCacheUnit& unit) {
   using Ownership = RpmCmdCollectionUnit::Ownership;
-  const Ownership answer = mRpmAvailable ? mRpmUnit.queryOwner(path, unit) : Ownership::NotOwned;
+  const Ownership withoutRpm = mRpmUnit.isLost() ? Ownership::NoAnswer : Ownership::NotOwned;
+  const Ownership answer = mRpmAvailable ? mRpmUnit.queryOwner(path, unit) : withoutRpm;
   if (answer == Ownership::Owned) {
     error_output(2, __func__, __LINE__, "[CACHE_SYS_PKG]rpm pkg %s related file %s!",
                  unit.getPackageName().c_str(), path.c_str());

@@ -142,5 +142,19 @@ TEST_F(RpmCache, RpmThatSaysNothingLeavesNoRow) {
   EXPECT_EQ(sql("select count(*) from software_pkg_file"), "0\n");
 }
 
+// A process that couldn't be made once must not leave files without owner for good.
+TEST_F(RpmCache, RpmThatCouldNotBeStartedLeavesNoRow) {
+  const Outcome outcome = run([this] {
+    LedgoraCollect::RpmCmdCollectionUnit rpm;
+    rpm.setEnvironment(here().root);
+    if (!rpm.detectRpmCmd()) return std::string("no rpm");
+    rpm.setDetectResult(false);
+    return owners(here(), {"/usr/bin/alpha"});
+  });
+  EXPECT_EQ(outcome.answer, "- ");
+  EXPECT_EQ(sql("select count(*) from software_pkg_file"), "0\n");
+  EXPECT_EQ(run([this] { return owners(here(), {"/usr/bin/alpha"}); }).answer, "alpha ");
+}
+
 }  // namespace
 }  // namespace LedgoraTest
