@@ -4,7 +4,7 @@
 
 using namespace LedgoraCollect;
 
-TEST(ParseCpuInfo, FirstModelAndFirstFrequency) {
+TEST(ParseCpuInfo, UntilModelAndFrequencyAreKnown) {
   const struct {
     const char* what;
     const char* text;
@@ -16,6 +16,7 @@ TEST(ParseCpuInfo, FirstModelAndFirstFrequency) {
        "processor\t: 1\nmodel name\t: Other\ncpu MHz\t\t: 1200.5\n",
        "Intel(R) Xeon(R) CPU: E5", 2.5},
       {"idle first processor", "cpu MHz : 0.000\nmodel name : A\ncpu MHz : 800.000\n", "A", 0.8},
+      {"virtual machine without frequency", "model name\t: A\n\nmodel name\t: B\n", "B", 0},
       {"arm has neither", "processor\t: 0\nBogoMIPS\t: 50.00\n", "", 0},
       {"no colon, no value", "model name\nmodel name :\ncpu MHz : fast\n", "", 0},
       {"empty", "", "", 0},

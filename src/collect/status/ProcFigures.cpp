@@ -60,8 +60,8 @@ CpuDescription_S parseCpuInfo(std::string_view text) {
     if (colon == std::string_view::npos) return true;
     const std::string_view key = line.substr(0, colon);
     const std::string value = StringUtils::trim(std::string(line.substr(colon + 1)), kBlanks);
-    if (contains(key, "model name") && cpu.model.empty()) cpu.model = value;
-    if (contains(key, "cpu MHz") && !(cpu.frequencyGhz > 0)) {
+    if (contains(key, "model name")) cpu.model = value;
+    if (contains(key, "cpu MHz")) {
       cpu.frequencyGhz = static_cast<double>(std::strtof(value.c_str(), nullptr) / 1000);
     }
     return cpu.model.empty() || !(cpu.frequencyGhz > 0);

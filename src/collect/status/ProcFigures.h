@@ -11,7 +11,8 @@ struct CpuDescription_S {
   double frequencyGhz = 0;  // 0: not told
 };
 
-/// The first model name and the first frequency in the text of /proc/cpuinfo.
+/// Model name and frequency in the text of /proc/cpuinfo. The reading ends when
+/// both are known; where one never is, the other is the last processor's.
 CpuDescription_S parseCpuInfo(std::string_view text);
 
 /// The first line of /proc/stat: ticks since boot, summed over all processors.
