@@ -222,17 +222,6 @@ TEST(SystemInfo, ThisMachine) {
   EXPECT_EQ(text(document.get(), "install_time"), "");
 }
 
-// Puts `script` in the place of every program of that name, for this mount
-// namespace; where there is none, in a directory that PATH is to name.
-void replaceProgram(TempRoot& fakes, const std::string& name, const std::string& script) {
-  fakes.file(name, "#!/bin/sh\n" + script, 0755);
-  for (const char* directory : {"/usr/bin/", "/usr/sbin/", "/usr/local/sbin/", "/usr/local/bin/"}) {
-    const std::string path = directory + name;
-    if (::access(path.c_str(), F_OK) != 0) continue;
-    ASSERT_EQ(::mount(fakes.path(name).c_str(), path.c_str(), nullptr, MS_BIND, nullptr), 0);
-  }
-}
-
 // "product|manufacturer|serial|uuid|motherboard|disks"
 std::string showHardware(const ProgramResult& result) {
   const JsonHandle document = parsed(result);
@@ -285,8 +274,8 @@ void expectHardware(const HardwareCase& c) {
     TempRoot fakes;
     TempRoot block;
     onlyOneDisk(block);
-    replaceProgram(fakes, "dmidecode", c.dmidecode);
-    replaceProgram(fakes, "lsblk", c.lsblk);
+    ASSERT_TRUE(replaceProgram(fakes, "dmidecode", c.dmidecode));
+    ASSERT_TRUE(replaceProgram(fakes, "lsblk", c.lsblk));
     QuickRun program;
     if (*c.filter) program.tree().file("config/soft_app_filter.json", c.filter);
     program.environment("PATH", fakes.path() + ":/usr/bin:/bin:/usr/sbin");

@@ -164,6 +164,41 @@ TEST(SystemStatus, OfAMountedRoot) {
   EXPECT_EQ(result.count("failed to get path /gone info!"), 1);
 }
 
+TEST(SystemStatus, ProcessorAsCommandsTellWhereProcDoesNot) {
+  const struct {
+    const char *what, *lscpu, *dmidecode, *filter, *model;
+    double gigahertz;
+  } cases[] = {
+      {"both answer", "printf 'CPU(s):  2\\nModel name:   Test CPU\\nBIOS Model name: no\\n'",
+       "printf '\\tMax Speed: 2500 MHz\\n\\tCurrent Speed: 1\\n'", "", "Test CPU", 2.5},
+      {"failing", "exit 1", "exit 127", "", "", 0},
+      {"forbidden", "echo 'Model name: x'", "echo 'Max Speed: 9 MHz'",
+       R"({"cmd_disable":["lscpu","dmidecode"]})", "", 0},
+      {"noise", "yes | head -c 10485760", "yes | head -c 10485760", "", "", 0},
+      {"noise in the value", "echo 'Model name: A'; yes | head -c 10485760",
+       "printf 'Max Speed: '; head -c 10485760 /dev/zero | tr '\\0' x", "", "A", 0},
+  };
+  const auto processors = static_cast<double>(::sysconf(_SC_NPROCESSORS_CONF));
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    EXPECT_TRUE(passesInNamespaces(CLONE_NEWNS, [&] {
+      TempRoot fakes;
+      fakes.file("cpuinfo", "processor : 0\n");
+      ASSERT_EQ(::mount(fakes.path("cpuinfo").c_str(), "/proc/cpuinfo", nullptr, MS_BIND, nullptr),
+                0);
+      ASSERT_TRUE(replaceProgram(fakes, "lscpu", c.lscpu));
+      ASSERT_TRUE(replaceProgram(fakes, "dmidecode", c.dmidecode));
+      ProgramRun program;
+      program.environment("PATH", fakes.path() + ":/usr/bin:/bin");
+      if (*c.filter) program.tree().file("config/soft_app_filter.json", c.filter);
+      const ProgramResult result = program.type(2);
+      EXPECT_EQ(documentMember(result.document, "cpu_model"), c.model) << result.log;
+      EXPECT_EQ(documentMember(result.document, "cpu_total"),
+                std::to_string(c.gigahertz * processors) + "GHZ");
+    }));
+  }
+}
+
 TEST(SystemStatus, NothingIsReadOutsideOfTheRoot) {
   TempRoot outside;
   outside.file("mtab", "/dev/secret / ext4 rw 0 0\n").file("loadavg", "7 7 7 7 7\n");

@@ -199,6 +199,18 @@ bool isChrooted() {
 
 bool enterMountNamespace() { return unshare(CLONE_NEWNS) == 0 && makeMountsPrivate(); }
 
+bool replaceProgram(TempRoot& fakes, const std::string& name, const std::string& script) {
+  fakes.file(name, "#!/bin/sh\n" + script, 0755);
+  for (const char* directory : {"/usr/bin/", "/usr/sbin/", "/usr/local/sbin/", "/usr/local/bin/"}) {
+    const std::string path = directory + name;
+    if (::access(path.c_str(), F_OK) != 0) continue;
+    if (::mount(fakes.path(name).c_str(), path.c_str(), nullptr, MS_BIND, nullptr) != 0) {
+      return false;
+    }
+  }
+  return true;
+}
+
 void enterNetworkNamespace() {
   must(unshare(CLONE_NEWNET) == 0, "unshare");
   raiseLoopback();

@@ -24,6 +24,11 @@ bool enterMountNamespace();
 /// True if this process's root isn't its mount namespace's.
 bool isChrooted();
 
+/// Puts the shell script in the place of every program of that name, for this
+/// mount namespace; where there is none, it is found in `fakes`, which PATH is
+/// to name. False if a mount failed.
+bool replaceProgram(TempRoot& fakes, const std::string& name, const std::string& script);
+
 /// Enters a network namespace of its own with the loopback up: for
 /// ProgramRun::inChild.
 void enterNetworkNamespace();
