@@ -6,6 +6,7 @@
 #include "support/DocumentView.h"
 #include "support/Namespaces.h"
 #include "support/ProgramRun.h"
+#include "support/RootPrograms.h"
 
 using namespace LedgoraTest;
 
@@ -95,6 +96,19 @@ TEST(KernelModuleInfo, CommandsThatFail) {
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.document, "{\"list\":[]}");
   }
+}
+
+TEST(KernelModuleInfo, OfAMountedRootComesFromItsPrograms) {
+  TempRoot root;
+  copyProgram(root, "/bin/sh");
+  root.file("usr/sbin/lsmod", "#!/bin/sh\necho 'Module Size Used by'\necho 'of_root 7 1 other'\n",
+            0755)
+      .file("usr/sbin/modinfo", "#!/bin/sh\necho \"filename: /lib/$1.ko\"\n", 0755)
+      .dir("dev");
+  ProgramRun program;
+  EXPECT_EQ(documentRows(program.type(21, {"env=" + root.path()}).document, kModule),
+            "of_root||/lib/of_root.ko|7|[\"other\"]|1|0|[]\n");
+  EXPECT_FALSE(root.exists("dev/null"));
 }
 
 TEST(KernelModuleInfo, NoiseOfModinfoStaysBounded) {

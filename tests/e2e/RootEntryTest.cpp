@@ -69,7 +69,8 @@ class Host {
 
   /// Fills a root with programs that are all the intruder, and with bait.
   void fill(TempRoot& root) {
-    for (const char* name : {"ps", "sh", "bash", "rpm", "dash", "chroot", "tail", "grep"}) {
+    for (const char* name : {"ps", "sh", "bash", "rpm", "dash", "chroot", "tail", "grep", "lsmod",
+                             "modinfo", "dmidecode", "lsblk", "lscpu"}) {
       root.copy(std::string("usr/bin/") + name, LEDGORA_INTRUDER);
     }
     root.link("bin", "usr/bin").dir("dev").dir("proc").dir("etc").file("canary", "alive", 0644);
@@ -204,7 +205,8 @@ TEST(RootEntry, AWholeRunInAHostileRootTellsNothingOfThisMachine) {
   TempRoot root;
   host.fill(root);
   ProgramRun program;
-  for (const int type : {3, 19, 20, 23}) {
+  root.file("sys/block/sda/size", "8\n");  // a disk that lsblk is asked about
+  for (const int type : {1, 2, 3, 4, 6, 19, 20, 21, 23}) {
     SCOPED_TRACE(type);
     const ProgramResult result = program.type(type, {"option=1", "env=" + root.path()});
     EXPECT_EQ(result.document.find("hush"), std::string::npos);

@@ -10,6 +10,7 @@
 #include "common/support/Handles.h"
 #include "support/Namespaces.h"
 #include "support/ProgramRun.h"
+#include "support/RootPrograms.h"
 
 using namespace LedgoraTest;
 
@@ -300,6 +301,24 @@ TEST(SystemInfo, HardwareAsItsCommandsTell) {
        "exit 1", "", "||||||||sdz|||931.51 GB|"},
   };
   for (const HardwareCase& c : cases) expectHardware(c);
+}
+
+TEST(SystemInfo, HardwareOfAMountedRootComesFromItsPrograms) {
+  TempRoot root;
+  for (const char* name : {"/bin/sh", "/bin/bash"}) copyProgram(root, name);
+  root.file("usr/sbin/dmidecode", std::string("#!/bin/sh\n") + kDmidecode, 0755)
+      .file("usr/bin/lsblk", std::string("#!/bin/sh\n") + kLsblk, 0755)
+      .file("sys/block/sdz/size", "1953525168\n")
+      .file("sys/class/dmi/id/chassis_vendor", "Some Vendor\n")
+      .file("etc/profile", "export LANG=de_DE.UTF-8\n")
+      .dir("dev");
+  const ProgramResult result = QuickRun().type(1, {"env=" + root.path()});
+  EXPECT_EQ(showHardware(result),
+            "PowerEdge R740|dell inc.|4XYZ12|4c4c4544-0000|R740|Dell Inc.|4XYZ12|2|"
+            "sdz|ST1000 DM\n||931.51 GB|")
+      << result.messages();
+  EXPECT_EQ(text(parsed(result).get(), "vendor"), "some");
+  EXPECT_EQ(text(parsed(result).get(), "os_language"), "de_de.utf-8");
 }
 
 // Waits for the limit of one command: half a minute in which nothing runs.
