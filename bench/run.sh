@@ -32,6 +32,12 @@ machine() {
   echo
   python3 bench/packages.py "$build/tree" || failed=1
   echo
+  echo '## Packages of npm and Python'
+  echo
+  echo '3,000 packages of each; type 22 is that of this machine.'
+  echo
+  /usr/bin/python3 bench/ecosystem.py "$build/tree" || failed=1
+  echo
   echo '## Processes (type 3, option 1)'
   echo
   python3 bench/process_table.py "$build/tree/bin/ledgora_collect" || failed=1
