@@ -2,7 +2,6 @@
 #include "collect/jar/JarRecords.h"
 #include "collect/support/JsonMembers.h"
 #include "common/StringUtils.h"
-#include "common/support/BoundedString.h"
 #include "common/support/Handles.h"
 #include "common/support/Log.h"
 #include "run/CollectBase.h"
