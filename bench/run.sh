@@ -55,7 +55,7 @@ machine() {
     echo 'or ways that do the same.'
     echo
     "$build/bench/ledgora_bench" --benchmark_format=json --benchmark_min_time=0.2 2>/dev/null |
-      python3 bench/table.py
+      python3 bench/table.py || failed=1
   fi
 } >"$results.new"
 mv "$results.new" "$results"

@@ -1,6 +1,7 @@
 // The command runner beside the ways of the C library. The difference is what
 // a guard, a session of its own and the search for leftovers cost.
 #include <benchmark/benchmark.h>
+#include <sys/resource.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -35,6 +36,38 @@ void systemTrue(benchmark::State& state) {
   }
 }
 BENCHMARK(systemTrue)->Arg(1)->Arg(64)->UseRealTime()->Unit(benchmark::kMicrosecond);
+
+double seconds(const timeval& time) {
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+}
+
+/// Processor time of this program and of all processes that it has waited for, with theirs.
+double processorSeconds() {
+  double sum = 0;
+  for (const auto who : {RUSAGE_SELF, RUSAGE_CHILDREN}) {
+    rusage usage{};
+    getrusage(who, &usage);
+    sum += seconds(usage.ru_utime) + seconds(usage.ru_stime);
+  }
+  return sum;
+}
+
+/// The target: 200 commands one after the other, guards and shells included.
+void runnerTwoHundred(benchmark::State& state) {
+  constexpr double kTargetSeconds = 2;
+  state.SetLabel("elapsed: processor time with all children, target 2 s");
+  char buffer[64];
+  for (auto _ : state) {
+    const double before = processorSeconds();
+    for (int i = 0; i < 200; ++i) {
+      if (execute_plus("true", buffer, sizeof buffer, 30, 5) != 0) state.SkipWithError("failed");
+    }
+    const double spent = processorSeconds() - before;
+    state.SetIterationTime(spent);
+    if (spent >= kTargetSeconds) state.SkipWithError("missed: over two seconds");
+  }
+}
+BENCHMARK(runnerTwoHundred)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 constexpr const char* kManyLines = "seq 1 20000";
 

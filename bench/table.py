@@ -1,4 +1,5 @@
-"""Turns Google Benchmark's JSON on standard input into a table."""
+"""Turns Google Benchmark's JSON on standard input into a table. Exit status 1
+if a benchmark failed or missed its target."""
 import json
 import sys
 
@@ -12,12 +13,16 @@ def readable(nanoseconds):
     return f"{nanoseconds:.0f} ns"
 
 
+failed = False
 print("| Benchmark | CPU | Elapsed | Iterations |")
 print("|---|---|---|---|")
 for run in json.load(sys.stdin)["benchmarks"]:
     if "error_message" in run:
+        failed = True
         print(f"| {run['name']} | {run['error_message']} | | |")
         continue
     unit = UNITS[run["time_unit"]]
-    print(f"| {run['name']} | {readable(run['cpu_time'] * unit)} "
+    name = run["name"] + (f" ({run['label']})" if "label" in run else "")
+    print(f"| {name} | {readable(run['cpu_time'] * unit)} "
           f"| {readable(run['real_time'] * unit)} | {run['iterations']} |")
+sys.exit(1 if failed else 0)
