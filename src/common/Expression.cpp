@@ -124,8 +124,7 @@ ExpressionSearch::ExpressionSearch(const Expression& expression, const std::stri
       mWallBegin(seconds(CLOCK_MONOTONIC)) {}
 
 ExpressionSearch::~ExpressionSearch() {
-  if (mData && mText.size() <= kUsualText &&
-      pcre2_get_ovector_count(mData.get()) == kUsualPairs) {
+  if (mData && mText.size() <= kUsualText && pcre2_get_ovector_count(mData.get()) == kUsualPairs) {
     spareMatchData() = std::move(mData);
   }
 }

@@ -1,7 +1,7 @@
-#include "common/support/Handles.h"
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
+
+#include "common/support/Handles.h"
 
 using LedgoraCollect::FileDescriptor;
 

@@ -96,7 +96,7 @@ TEST(Regex, ThatBacktracksForeverCountsAsNotMatched) {
     std::string text, expression;
   } cases[] = {
       {std::string(60, 'a') + "b", "^(a+)+$"},       {std::string(1 << 20, 'a'), "(a*)*[bc]"},
-      {std::string(1 << 20, 'x'), "(x+x+)+[yz]"},       {std::string(20 << 20, 'a'), "a*a*a*[bc]"},
+      {std::string(1 << 20, 'x'), "(x+x+)+[yz]"},    {std::string(20 << 20, 'a'), "a*a*a*[bc]"},
       {std::string(20 << 20, '('), "(\\((?1)*\\))"},
   };
   for (const auto& c : cases) {
