@@ -97,6 +97,7 @@ Expression::Expression(ExpressionCode code) : mCode(std::move(code)) {
   std::uint32_t options = 0;
   pcre2_pattern_info(mCode.get(), PCRE2_INFO_ALLOPTIONS, &options);
   mUtf = (options & PCRE2_UTF) != 0;
+  mAnchored = (options & PCRE2_ANCHORED) != 0;
   mFirstBytes = firstBytes(mCode.get());
 }
 
@@ -139,6 +140,8 @@ int ExpressionSearch::next(std::size_t start) {
       continue;
     }
     if (found != PCRE2_ERROR_NOMATCH || start + mWindow > mText.size()) return found;
+    // A second window would be a second beginning of the search, where "\G" holds again.
+    if (mExpression.isAnchored()) return found;
     start += mWindow;
     while (mExpression.isUtf() && start < mText.size() && (mText[start] & 0xC0) == 0x80) ++start;
     // The engine has looked for the next beginning already, far beyond its window.

@@ -28,6 +28,8 @@ class Expression {
   const pcre2_code* code() const { return mCode.get(); }
   /// True if the expression asks for UTF-8, so that matches can't begin inside a character.
   bool isUtf() const { return mUtf; }
+  /// True if a match can only begin where the search does ("^" at the front, or "\G").
+  bool isAnchored() const { return mAnchored; }
   /// The first position from `start` on at which a match may begin, as far as its first byte
   /// tells; the text's size if there is none.
   std::size_t nextBeginning(const std::string& text, std::size_t start) const;
@@ -35,6 +37,7 @@ class Expression {
  private:
   ExpressionCode mCode;
   bool mUtf = false;
+  bool mAnchored = false;
   // One bit for each byte that may begin a match; null if nothing is known.
   std::unique_ptr<std::bitset<256>> mFirstBytes;
 };

@@ -78,6 +78,8 @@ TEST(Regex, LongTextsAreSearchedToTheEnd) {
   EXPECT_EQ(one(umlauts + "b", "(*UTF)[^\\x{e4}]"), "b");
   std::string text(1300000, 'a');
   EXPECT_TRUE(regex_match(text, "$"));
+  text[65536] = 'v';
+  EXPECT_FALSE(regex_match(text, "\\Gv")) << "only where the search begins";
   EXPECT_FALSE(regex_match(text, "b"));
 }
 
