@@ -31,17 +31,19 @@ TEST(Installation, ForbiddenTypes) {
 // was given.
 TEST(Installation, WebAndDatabaseTypesEndInTheScript) {
   ProgramRun program;
+  program.environment("LC_ALL", "de_DE.UTF-8");
   program.tree().remove("bin/lloader");
   program.tree().file("bin/lloader",
                       "#!/bin/sh\n"
-                      "printf '{\"given\":\"%s\"}' \"$*\" > \"$3\"\n"
+                      "case $LEDGORA_START_TIME in 1*000) start=given ;; esac\n"
+                      "printf '{\"%s\":\"%s %s\"}' \"$*\" \"$start\" \"${LC_ALL-none}\" > \"$3\"\n"
                       "stat -c %s \"$3\"\n",
                       0755);
   const ProgramResult result = program.type(9, {"option=5"});
-  const std::string bin = program.tree().path("bin");
-  EXPECT_EQ(result.document, "{\"given\":\"" + bin + "/../scripts/agent_scripts/collect.lua 9 " +
-                                 program.documentPath() + " " + program.tree().path("var/log") +
-                                 " env= 5\"}");
+  const std::string script = program.tree().path("bin") + "/../scripts/agent_scripts/collect.lua";
+  const std::string log = program.tree().path("var/log");
+  EXPECT_EQ(result.document, "{\"" + script + " 9 " + program.documentPath() + " " + log +
+                                 " env= 5\":\"given none\"}");
   EXPECT_EQ(result.out, std::to_string(result.document.size()));
   // The software stage: quick, and without a document of its own.
   EXPECT_EQ(result.count("type 7 with option 3 not required json file"), 1);
