@@ -8,10 +8,10 @@
 #include "collect/environment/SystemVariables.h"
 #include "collect/support/JsonMembers.h"
 #include "common/StringUtils.h"
-#include "common/support/Handles.h"
 #include "common/support/Log.h"
 #include "hostmodel/EnvCmdCollectionUnit.h"
 #include "run/CollectLimit.h"
+#include "run/ListDocument.h"
 
 namespace LedgoraCollect {
 
@@ -153,24 +153,17 @@ void CollectEnvInfo::append(ENV_INFO_S record, std::vector<ENV_INFO_S>& list) {
 }
 
 int CollectBase::dataToJson(std::vector<ENV_INFO_S>* list, cJSON* root) {
-  JsonHandle array(cJSON_CreateArray());
-  if (!list || !root || !array) {
-    error_output(1, __func__, __LINE__, "cjson create json array failed.");
-    return -1;
-  }
+  if (!list || !root) return -1;
+  ListDocument document(__func__);
+  if (!document) return -1;
   for (const ENV_INFO_S& variable : *list) {
     const std::string name = StringUtils::trim(variable.envName, " \r\n\t");
     if (name.empty()) continue;
-    cJSON* const object = cJSON_CreateObject();
-    if (!object) {
-      error_output(1, __func__, __LINE__, "cjson create json object failed.");
-      break;
-    }
+    cJSON* const object = document.append();
+    if (object == nullptr) break;
     addVariable(object, name, variable);
-    cJSON_AddItemToArray(array.get(), object);
   }
-  cJSON_AddItemToObject(root, "list", array.release());
-  return 0;
+  return document.addTo(root);
 }
 
 }  // namespace LedgoraCollect

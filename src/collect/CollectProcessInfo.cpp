@@ -1,10 +1,10 @@
 #include "collect/CollectProcessInfo.h"
 
-#include "common/support/Handles.h"
 #include "common/support/JsonLayer.h"
 #include "common/support/Log.h"
 #include "hostmodel/LinuxProcessCollection.h"
 #include "run/CollectLimit.h"
+#include "run/ListDocument.h"
 #include "software/ProcSoftware.h"
 
 namespace LedgoraCollect {
@@ -121,20 +121,15 @@ void addProcess(cJSON* object, const PROCESS_INFO_S& process) {
   addMembers(object, process, kLast);
 }
 
-/// Whether the option's container bits keep the record. With bit 16 alone no
-/// record is kept: one test drops the containers', the other the host's.
-bool isSelected(const PROCESS_INFO_S& process, int option) {
+/// Whether the option's container bits keep the record; the log tells of one left out.
+bool isSelected(const CollectBase& collector, const PROCESS_INFO_S& process) {
   const bool inContainer = !process.containerIdentity.empty();
-  if ((option & kOptionContainers) == 0 && inContainer) {
-    error_output(1, "dataToJson", __LINE__, "Process :%s will not output", process.name.c_str());
-    return false;
-  }
-  if ((option & kOptionNoHost) != 0 && !inContainer) {
-    // The word "Jar" is what readers of the log search for here.
-    error_output(1, "dataToJson", __LINE__, "Jar :%s will not output", process.name.c_str());
-    return false;
-  }
-  return true;
+  if (collector.keepsRecord(inContainer)) return true;
+  // The word "Jar" is what readers of the log search for when the host's are left out.
+  error_output(1, "dataToJson", __LINE__,
+               inContainer ? "Process :%s will not output" : "Jar :%s will not output",
+               process.name.c_str());
+  return false;
 }
 
 }  // namespace
@@ -176,27 +171,19 @@ bool CollectProcessInfo::parseProcessesInfo(std::map<int, PROC_EX_INFO_S>& proce
 }
 
 int CollectBase::dataToJson(std::vector<PROCESS_INFO_S>* list, cJSON* root) {
-  JsonHandle array(cJSON_CreateArray());
-  if (array == nullptr) {
-    error_output(1, __func__, __LINE__, "cjson create json array failed.");
-    return -1;
-  }
+  ListDocument document(__func__);
+  if (!document) return -1;
   // Records that the option leaves out count against the limit, too.
   const int limit = CollectLimit::asCount(CollectLimit::getInstance()->E_HOST_PROCESS);
   int count = 0;
   for (const PROCESS_INFO_S& process : *list) {
     if (++count > limit) break;
-    if (!isSelected(process, getOption())) continue;
-    cJSON* object = cJSON_CreateObject();
-    if (object == nullptr) {
-      error_output(1, __func__, __LINE__, "cjson create json object failed.");
-      break;
-    }
+    if (!isSelected(*this, process)) continue;
+    cJSON* const object = document.append();
+    if (object == nullptr) break;
     addProcess(object, process);
-    cJSON_AddItemToArray(array.get(), object);
   }
-  cJSON_AddItemToObject(root, "list", array.release());
-  return 0;
+  return document.addTo(root);
 }
 
 }  // namespace LedgoraCollect

@@ -8,9 +8,9 @@
 #include "collect/support/TextLines.h"
 #include "common/InspectedRoot.h"
 #include "common/StringUtils.h"
-#include "common/support/Handles.h"
 #include "common/support/Log.h"
 #include "run/CollectLimit.h"
+#include "run/ListDocument.h"
 
 namespace LedgoraCollect {
 
@@ -176,24 +176,16 @@ void CollectPythonPackage::ParsePackagePath(const std::string& file,
 }
 
 int CollectBase::dataToJson(std::vector<PYTHON_PACKAGE_INFO_S>* list, cJSON* root) {
-  JsonHandle array(cJSON_CreateArray());
-  if (!array) {
-    error_output(1, __func__, __LINE__, "cjson create json array failed.");
-    return -1;
-  }
+  ListDocument document(__func__);
+  if (!document) return -1;
   for (PYTHON_PACKAGE_INFO_S& package : *list) {
     package.name = StringUtils::trim(package.name, " \r\n\t");
     if (package.name.empty()) continue;
-    cJSON* const object = cJSON_CreateObject();
-    if (object == nullptr) {
-      error_output(1, __func__, __LINE__, "cjson create json object failed.");
-      break;
-    }
+    cJSON* const object = document.append();
+    if (object == nullptr) break;
     for (const auto& member : kMembers) addText(object, member.key, package.*member.field);
-    cJSON_AddItemToArray(array.get(), object);
   }
-  cJSON_AddItemToObject(root, "list", array.release());
-  return 0;
+  return document.addTo(root);
 }
 
 }  // namespace LedgoraCollect

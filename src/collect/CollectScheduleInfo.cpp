@@ -13,6 +13,7 @@
 #include "common/support/Log.h"
 #include "hostmodel/ServiceCollection.h"
 #include "run/CollectLimit.h"
+#include "run/ListDocument.h"
 
 namespace LedgoraCollect {
 
@@ -260,27 +261,20 @@ bool CollectScheduleInfo::checkStartStatus() const {
 }
 
 int CollectBase::dataToJson(std::vector<SCHEDULE_INFO_S>* list, cJSON* root) {
-  JsonHandle array(cJSON_CreateArray());
-  if (!list || !root || !array) {
-    error_output(1, __func__, __LINE__, "cjson create json array failed.");
-    return -1;
-  }
+  if (!list || !root) return -1;
+  ListDocument document(__func__);
+  if (!document) return -1;
   const int limit = CollectLimit::asCount(CollectLimit::getInstance()->E_HOST_CRON);
   int count = 0;
   for (const SCHEDULE_INFO_S& job : *list) {
     const std::string name = StringUtils::trim(job.cronName, kBlanks);
     if (name.empty()) continue;
     if (++count > limit) break;
-    cJSON* const object = cJSON_CreateObject();
-    if (!object) {
-      error_output(1, __func__, __LINE__, "cjson create json object failed.");
-      break;
-    }
+    cJSON* const object = document.append();
+    if (object == nullptr) break;
     addJob(object, name, job);
-    cJSON_AddItemToArray(array.get(), object);
   }
-  cJSON_AddItemToObject(root, "list", array.release());
-  return 0;
+  return document.addTo(root);
 }
 
 }  // namespace LedgoraCollect

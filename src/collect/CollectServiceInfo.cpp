@@ -3,10 +3,10 @@
 #include <string>
 
 #include "common/StringUtils.h"
-#include "common/support/Handles.h"
 #include "common/support/JsonLayer.h"
 #include "common/support/Log.h"
 #include "hostmodel/ServiceCollection.h"
+#include "run/ListDocument.h"
 
 namespace LedgoraCollect {
 namespace {
@@ -68,24 +68,16 @@ void CollectServiceInfo::getServices() {
 
 // No limit applies to services: the limits file's number for them isn't read.
 int CollectBase::dataToJson(std::vector<SERVER_INFO_S>* list, cJSON* root) {
-  JsonHandle array(cJSON_CreateArray());
-  if (!array) {
-    error_output(1, __func__, __LINE__, "cjson create json array failed.");
-    return -1;
-  }
+  ListDocument document(__func__);
+  if (!document) return -1;
   for (const SERVER_INFO_S& server : *list) {
     const std::string name = StringUtils::trim(server.serverName, kBlanks);
     if (name.empty()) continue;
-    cJSON* object = cJSON_CreateObject();
-    if (object == nullptr) {
-      error_output(1, __func__, __LINE__, "cjson create json object failed.");
-      break;
-    }
+    cJSON* const object = document.append();
+    if (object == nullptr) break;
     addServer(object, name, server);
-    cJSON_AddItemToArray(array.get(), object);
   }
-  cJSON_AddItemToObject(root, "list", array.release());
-  return 0;
+  return document.addTo(root);
 }
 
 }  // namespace LedgoraCollect

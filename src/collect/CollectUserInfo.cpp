@@ -7,9 +7,9 @@
 #include "collect/users/LastLog.h"
 #include "collect/users/SystemNames.h"
 #include "common/StringUtils.h"
-#include "common/support/Handles.h"
 #include "common/support/Log.h"
 #include "run/CollectLimit.h"
+#include "run/ListDocument.h"
 
 namespace LedgoraCollect {
 
@@ -197,27 +197,20 @@ std::string CollectUserInfo::getPermissionSudo(const std::string& user,
 }
 
 int CollectBase::dataToJson(std::vector<USER_ACCOUNT_INFO_S>* list, cJSON* root) {
-  JsonHandle array(cJSON_CreateArray());
-  if (!list || !root || !array) {
-    error_output(1, __func__, __LINE__, "cjson create json array failed.");
-    return -1;
-  }
+  if (!list || !root) return -1;
+  ListDocument document(__func__);
+  if (!document) return -1;
   const int limit = CollectLimit::asCount(CollectLimit::getInstance()->E_HOST_USER);
   int count = 0;
   for (const USER_ACCOUNT_INFO_S& user : *list) {
     const std::string name = StringUtils::trim(user.userName, " \r\n\t");
     if (name.empty()) continue;
     if (++count > limit) break;
-    cJSON* const object = cJSON_CreateObject();
-    if (!object) {
-      error_output(1, __func__, __LINE__, "cjson create json object failed.");
-      break;
-    }
+    cJSON* const object = document.append();
+    if (object == nullptr) break;
     addUser(object, name, user);
-    cJSON_AddItemToArray(array.get(), object);
   }
-  cJSON_AddItemToObject(root, "list", array.release());
-  return 0;
+  return document.addTo(root);
 }
 
 }  // namespace LedgoraCollect

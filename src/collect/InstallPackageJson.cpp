@@ -1,8 +1,7 @@
 #include "collect/CollectInstallPackage.h"
-#include "common/support/Handles.h"
 #include "common/support/JsonLayer.h"
-#include "common/support/Log.h"
 #include "run/JsonArrays.h"
+#include "run/ListDocument.h"
 
 namespace LedgoraCollect {
 namespace {
@@ -63,25 +62,17 @@ void CollectInstallPackage::analysisJsonFile(cJSON* file, std::vector<_BLACK_SOF
 }
 
 int CollectBase::dataToJson(std::vector<INSTALL_PACKAGE_INFO_S>* list, cJSON* root) {
-  JsonHandle array(cJSON_CreateArray());
-  if (!array) {
-    error_output(1, __func__, __LINE__, "cjson create json array failed.");
-    return -1;
-  }
+  ListDocument document(__func__);
+  if (!document) return -1;
   for (const INSTALL_PACKAGE_INFO_S& package : *list) {
-    cJSON* object = cJSON_CreateObject();
-    if (object == nullptr) {
-      error_output(1, __func__, __LINE__, "cjson create json object failed.");
-      break;
-    }
+    cJSON* const object = document.append();
+    if (object == nullptr) break;
     for (const auto& member : kMembers) {
       cJSON_AddItemToObject(object, member.key,
                             cJSON_CreateString2((package.*member.field).c_str(), object));
     }
-    cJSON_AddItemToArray(array.get(), object);
   }
-  cJSON_AddItemToObject(root, "list", array.release());
-  return 0;
+  return document.addTo(root);
 }
 
 }  // namespace LedgoraCollect

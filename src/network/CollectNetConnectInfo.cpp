@@ -15,6 +15,7 @@
 #include "network/SocketOwners.h"
 #include "network/SocketTable.h"
 #include "run/CollectLimit.h"
+#include "run/ListDocument.h"
 
 namespace LedgoraCollect {
 namespace {
@@ -149,25 +150,17 @@ void CollectNetConnectInfo::userEntryHashBuild(OwnerMap& owners) const {
 // The rows were gathered up to the limit of connections and are written up to
 // the limit of listening ports. Consumers are laid out for these lengths.
 int CollectBase::dataToJson(std::vector<NETWORK_CONNECT_INFO_S>* list, cJSON* root) {
-  JsonHandle array(cJSON_CreateArray());
-  if (!array) {
-    error_output(1, __func__, __LINE__, "cjson create json array failed.");
-    return -1;
-  }
+  ListDocument document(__func__);
+  if (!document) return -1;
   const int limit = CollectLimit::asCount(CollectLimit::getInstance()->E_HOST_PORT_LISTENING);
   int count = 0;
   for (const NETWORK_CONNECT_INFO_S& row : *list) {
     if (++count > limit) break;
-    cJSON* object = cJSON_CreateObject();
-    if (object == nullptr) {
-      error_output(1, __func__, __LINE__, "cjson create json object failed.");
-      break;
-    }
+    cJSON* const object = document.append();
+    if (object == nullptr) break;
     addConnection(object, row);
-    cJSON_AddItemToArray(array.get(), object);
   }
-  cJSON_AddItemToObject(root, "list", array.release());
-  return 0;
+  return document.addTo(root);
 }
 
 }  // namespace LedgoraCollect

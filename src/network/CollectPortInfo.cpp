@@ -5,11 +5,11 @@
 #include "collect/CollectSystemInfo.h"
 #include "collect/support/JsonMembers.h"
 #include "common/RegexUtils.h"
-#include "common/support/Handles.h"
 #include "common/support/Log.h"
 #include "hostmodel/LinuxProcessCollection.h"
 #include "network/CollectNetConnectInfo.h"
 #include "run/CollectLimit.h"
+#include "run/ListDocument.h"
 
 namespace LedgoraCollect {
 namespace {
@@ -175,11 +175,8 @@ void CollectPortInfo::getProcessInfoByInode(SocketMap& hostMap, ContainerMap& co
 // The rows were gathered up to the limit of connections and are written up to
 // that of ports. Records that the option leaves out count against it, too.
 int CollectBase::dataToJson(std::vector<PORT_INFO_S>* list, cJSON* root) {
-  JsonHandle array(cJSON_CreateArray());
-  if (!array) {
-    error_output(1, __func__, __LINE__, "cjson create json array failed.");
-    return -1;
-  }
+  ListDocument document(__func__);
+  if (!document) return -1;
   const int limit = CollectLimit::asCount(CollectLimit::getInstance()->E_HOST_PORT_LISTENING);
   int count = 0;
   for (const PORT_INFO_S& row : *list) {
@@ -188,16 +185,11 @@ int CollectBase::dataToJson(std::vector<PORT_INFO_S>* list, cJSON* root) {
       error_output(1, __func__, __LINE__, "port :%u will not output, pid: %d", row.port, row.pid);
       continue;
     }
-    cJSON* object = cJSON_CreateObject();
-    if (object == nullptr) {
-      error_output(1, __func__, __LINE__, "cjson create json object failed.");
-      break;
-    }
+    cJSON* const object = document.append();
+    if (object == nullptr) break;
     addPort(object, row);
-    cJSON_AddItemToArray(array.get(), object);
   }
-  cJSON_AddItemToObject(root, "list", array.release());
-  return 0;
+  return document.addTo(root);
 }
 
 }  // namespace LedgoraCollect

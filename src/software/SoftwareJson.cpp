@@ -9,6 +9,7 @@
 #include "run/CollectBase.h"
 #include "run/CollectFilter.h"
 #include "run/CollectLimit.h"
+#include "run/ListDocument.h"
 #include "software/SoftwareListRecords.h"
 
 namespace LedgoraCollect {
@@ -158,11 +159,8 @@ bool leavesOut(const CollectBase& run, const SOFT_INFO_S& soft) {
 }  // namespace
 
 int CollectBase::dataToJson(std::vector<SOFT_INFO_S>* list, cJSON* root) {
-  JsonHandle array(cJSON_CreateArray());
-  if (!array) {
-    error_output(1, __func__, __LINE__, "cjson create json array failed.");
-    return -1;
-  }
+  ListDocument document(__func__);
+  if (!document) return -1;
   const int limit = CollectLimit::asCount(CollectLimit::getInstance()->E_HOST_SOFTWARE);
   int count = 0;
   for (SOFT_INFO_S& soft : *list) {
@@ -172,20 +170,15 @@ int CollectBase::dataToJson(std::vector<SOFT_INFO_S>* list, cJSON* root) {
       continue;
     }
     if (++count > limit) break;
-    JsonHandle object(cJSON_CreateObject());
-    if (!object) {
-      error_output(1, __func__, __LINE__, "cjson create json object failed.");
-      break;
-    }
-    addText(object.get(), "id", soft.id);
     soft.name = StringUtils::trim(soft.name, " \r\n\t");
     // Such an element is dropped, but has used up a place in the count.
     if (soft.name.empty()) continue;
-    addSoftware(object.get(), soft);
-    cJSON_AddItemToArray(array.get(), object.release());
+    cJSON* const object = document.append();
+    if (object == nullptr) break;
+    addText(object, "id", soft.id);
+    addSoftware(object, soft);
   }
-  cJSON_AddItemToObject(root, "list", array.release());
-  return 0;
+  return document.addTo(root);
 }
 
 }  // namespace LedgoraCollect

@@ -5,6 +5,7 @@
 #include "common/support/Handles.h"
 #include "common/support/Log.h"
 #include "run/CollectBase.h"
+#include "run/ListDocument.h"
 
 namespace LedgoraCollect {
 
@@ -48,11 +49,8 @@ bool addJar(cJSON* object, const JAR_PACKAGE_S& jar, const std::string& name) {
 }  // namespace
 
 int CollectBase::dataToJson(std::vector<JAR_PACKAGE_S>& list, cJSON* root) {
-  JsonHandle array(cJSON_CreateArray());
-  if (!array) {
-    error_output(1, __func__, __LINE__, "cjson create json array failed.");
-    return -1;
-  }
+  ListDocument document(__func__);
+  if (!document) return -1;
   for (const JAR_PACKAGE_S& jar : list) {
     if (!keepsRecord(!jar.containerId.empty())) {
       error_output(1, __func__, __LINE__, "Jar :%s will not output", jar.name.c_str());
@@ -60,17 +58,12 @@ int CollectBase::dataToJson(std::vector<JAR_PACKAGE_S>& list, cJSON* root) {
     }
     const std::string name = StringUtils::trim(jar.name, " \r\n\t");
     if (name.empty()) continue;
-    cJSON* const object = cJSON_CreateObject();
-    if (object == nullptr) {
-      error_output(1, __func__, __LINE__, "cjson create json object failed.");
-      break;
-    }
+    cJSON* const object = document.append();
+    if (object == nullptr) break;
     const bool complete = addJar(object, jar, name);
-    cJSON_AddItemToArray(array.get(), object);
     if (!complete) break;
   }
-  cJSON_AddItemToObject(root, "list", array.release());
-  return 0;
+  return document.addTo(root);
 }
 
 }  // namespace LedgoraCollect
