@@ -36,7 +36,6 @@ PROCESS_LIST = ["/bin/sh", "-c",
                 "uid,group,gid,tty,lstart,state,%cpu,%mem,comm 2>/dev/null"
                 " | tail -n +2 | grep -E -v 'ps -eo' | grep -v grep"]
 
-# Types without a collector yet are passed over.
 QUESTIONS = [
     Question("IP addresses (type 14)", ours(14), [["ip", "-4", "-o", "addr"], ["true"]], 15, 16),
     Question("versions (type 1001)", ours(1001), [["dpkg-query", "-W", "base-files"]], 15, 16),
@@ -81,8 +80,7 @@ print("| Run | CPU ms, median | CPU ms, worst | Peak MiB | CPU against the peer 
 print("|---|---|---|---|---|")
 for question in QUESTIONS:
     if not measure(1, [question.run])[0][4]:
-        if question.cpu_target:
-            missed.append(f"{question.name}: no document")
+        missed.append(f"{question.name}: no document")
         continue
     others = question.peers + question.starts
     results = measure(question.rounds, [question.run] + others)

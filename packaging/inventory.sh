@@ -41,7 +41,6 @@ for type in "${types[@]}"; do
   file=$out/$(printf '%02d' "$type")-$name.json
   printf '%4d %-15s ' "$type" "$name" >&2
   rm -f "$file"
-  before=$(stat -c %s "$log" 2>/dev/null || echo 0)
   times=$({ time "$tree/bin/ledgora_collect" "type=$type" "path=$file" >"$out/.length" 2>"$out/.errors"; } 2>&1)
   status=$?
   length=$(cat "$out/.length")
@@ -50,9 +49,6 @@ for type in "${types[@]}"; do
   if [ -n "$length" ] && [ -s "$file" ]; then
     count=$(records "$file")
     echo "done in $seconds s" >&2
-  elif tail -c "+$((before + 1))" "$log" 2>/dev/null | grep -Eq "type ($type|7) is not support!"; then
-    count=- length='not yet there'
-    echo "not yet there" >&2
   elif [ "$status" = 0 ] && [ -z "$length" ] && [ "$type" -ge 8 ] && [ "$type" -le 12 ]; then
     count=- length='no document'
     echo "no document (see $log)" >&2
