@@ -157,6 +157,7 @@ bool CollectProcessInfo::collectImple(cJSON* root) {
 bool CollectProcessInfo::parseProcessesInfo(std::map<int, PROC_EX_INFO_S>& processes) const {
   LinuxProcessCollection collection;
   collection.setEnvironment(getMEnv());
+  collection.setEnvironmentsWanted((getOption() & kOptionQuick) == 0);
   if (!collection.collect()) return false;
   std::map<int, ProcessCacheUnit> table = collection.releaseProcessInfo();
   for (auto& [pid, unit] : table) {

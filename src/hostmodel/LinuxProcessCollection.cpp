@@ -7,6 +7,7 @@ namespace LedgoraCollect {
 bool LinuxProcessCollection::collect() {
   PsCmdCollectionUnit unit;
   unit.setEnvironment(environment);
+  unit.setEnvironmentsWanted(mEnvironmentsWanted);
   return unit.collectProcesses(processInfo);
 }
 

@@ -9,6 +9,13 @@ class LinuxProcessCollection : public ProcessCollection {
  public:
   /// False when the process list couldn't be had; the table is then empty.
   bool collect() override;
+
+  /// False leaves the environment of native programs unread, which nothing but
+  /// software identification asks for. True at construction.
+  void setEnvironmentsWanted(bool wanted) { mEnvironmentsWanted = wanted; }
+
+ private:
+  bool mEnvironmentsWanted = true;
 };
 
 }  // namespace LedgoraCollect

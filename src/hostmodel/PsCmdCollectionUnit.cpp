@@ -147,10 +147,13 @@ bool PsCmdCollectionUnit::completeRecord(const std::vector<std::string>& row, Kn
   record.setProcessName(row[kComm].size() > kWholeCommLength ? getProcessName(path) : row[kComm]);
   copyColumns(row, record);
   record.setProcessMemoryUsage(proc.getProcessMemory(pid));
-  record.setProcessEnv(proc.getProcessEnv(pid));
+  record.setInterpreterLanguage(getInterpreterLanguage(record));
+  // A script's path may be relative to its working directory.
+  if (mEnvironmentsWanted || record.getMInterpreterLanguage() != "linux") {
+    record.setProcessEnv(proc.getProcessEnv(pid));
+  }
   record.setProcessKey(getProcessKey(record));
   record.setProcessStarArgs(getProcessArgs(record));
-  record.setInterpreterLanguage(getInterpreterLanguage(record));
   record.setInterpreterPath(path);
   record.setKeyFilePath(getKeyFilePath(record));
   return true;

@@ -43,6 +43,9 @@ class PsCmdCollectionUnit : public CmdCollectionUnit {
   /// where the process path has to stand in.
   std::string getKeyFilePath(ProcessCacheUnit& record) const;
 
+  /// False leaves the environment of native programs unread.
+  void setEnvironmentsWanted(bool wanted) { mEnvironmentsWanted = wanted; }
+
  private:
   using KnownPaths = std::map<std::string, bool>;
 
@@ -52,6 +55,8 @@ class PsCmdCollectionUnit : public CmdCollectionUnit {
                          KnownPaths& known) const;
   void setContainer(ProcessCacheUnit& record) const;
   bool isThere(const std::string& path, const ProcessCacheUnit& record) const;
+
+  bool mEnvironmentsWanted = true;
 };
 
 }  // namespace LedgoraCollect
