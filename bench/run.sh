@@ -47,6 +47,15 @@ machine() {
   echo 'In a network namespace with 1,000 processes; the login shell has no profile of its own.'
   echo
   python3 bench/sockets.py "$build/bench/ledgora_measure" "$build/tree/bin/ledgora_collect" || failed=1
+  if [ "$(id -u)" = 0 ]; then
+    echo
+    echo '## Software identification'
+    echo
+    echo 'Processes that no rule names, so every rule is tried on each. Target: 3 CPU seconds for'
+    echo '1,000 of both, and a cost that grows with each of them and not faster.'
+    echo
+    python3 bench/software.py "$build/tree" || failed=1
+  fi
   if [ -x "$build/bench/ledgora_bench" ]; then
     echo
     echo '## Operations'
