@@ -239,6 +239,15 @@ local function first_of(directives, name)
   return nil
 end
 
+-- The first words of all directives, for a list that is asked once for every host.
+local function first_words(directives)
+  local found = {}
+  for _, directive in ipairs(directives) do
+    if found[directive[1]] == nil then found[directive[1]] = directive[2][1] end
+  end
+  return found
+end
+
 local function log_path(word, root)
   if not word then return "" end
   if word:find("^[|]") or word:find("^syslog") then return word end
@@ -261,8 +270,8 @@ local function add_upstreams(site, directives)
 end
 
 function Reader:site(directives, listen)
-  local site, main, root = sites.new_site(), self.main.directives, self.server_root
-  local function setting(name) return first_of(directives, name) or first_of(main, name) end
+  local site, main, root = sites.new_site(), self.main_words, self.server_root
+  local function setting(name) return first_of(directives, name) or main[name] end
   -- Name and aliases, TLS and certificates are a host's own.
   site.server_name = first_of(directives, "servername") or ""
   for _, directive in ipairs(directives) do
@@ -275,7 +284,7 @@ function Reader:site(directives, listen)
     addresses.add(site.listen, addresses.listen(entry.address, entry.port, site.tls))
   end
   local certificate = first_of(directives, "sslcertificatefile") or
-    (site.tls and first_of(main, "sslcertificatefile")) or nil
+    (site.tls and main.sslcertificatefile) or nil
   site.certificate_path = certificate and files.join(root, certificate) or ""
   local document_root = setting("documentroot")
   site.root = document_root and files.join(root, document_root) or ""
@@ -325,6 +334,7 @@ function M.read(instance)
     own[#own + 1] = entry
     addresses.add(model.listen, entry)
   end
+  reader.main_words = first_words(reader.main.directives)
   local hosts = {}
   for _, virtual in ipairs(reader.hosts) do
     local listen = {}
@@ -335,7 +345,7 @@ function M.read(instance)
     end
     hosts[#hosts + 1] = reader:site(virtual.directives, listen)
   end
-  if #hosts == 0 and first_of(reader.main.directives, "documentroot") then
+  if #hosts == 0 and reader.main_words.documentroot then
     hosts[1] = reader:site(reader.main.directives, own)
   end
   for _, site in ipairs(hosts) do
@@ -349,7 +359,7 @@ end
 function M.mark_tls(server, listen)
   for _, entry in ipairs(listen) do
     for _, own in ipairs(server) do
-      if own.port == entry.port then own.tls = "1" end
+      if own.tls == "0" and own.port == entry.port then own.tls = "1" end
     end
   end
 end

@@ -25,8 +25,9 @@ local function begin_site(names)
   local site = sites.new_site()
   for _, name in ipairs(names) do
     local scheme, rest = name:match("^(%a+)://(.*)$")
-    local host_name, port = (rest or name):match("^([^/]-):?(%d*)/?[^/]*$")
-    host_name = host_name or ""
+    local place = (rest or name):gsub("/.*$", "")
+    local host_name, port = place:match("^(.*):(%d+)$")
+    host_name, port = host_name or place, port or ""
     -- Without scheme and port a name is served over TLS, which Caddy arranges.
     local tls = scheme == "https" or port == "443" or (not scheme and port == "" and host_name ~= "")
     if port == "" then port = tls and "443" or "80" end

@@ -124,6 +124,16 @@ local function first_word(block, name)
   return nil
 end
 
+-- The first words of all directives of a block, for a block that is asked once
+-- for every site.
+local function first_words(block)
+  local found = {}
+  for _, directive in ipairs(block) do
+    if found[directive[1]] == nil then found[directive[1]] = directive[2] end
+  end
+  return found
+end
+
 local function log_path(word, prefix)
   if not word or word == "off" or word == "stderr" then return "" end
   if word:find("^syslog:") or word:find("^memory:") or word:find("$", 1, true) then return word end
@@ -188,7 +198,7 @@ local function site_of(server, http, groups, place)
   end
   local found = {}
   walk_locations(server, site, groups, found)
-  local function setting(name) return first_word(server, name) or first_word(http, name) end
+  local function setting(name) return first_word(server, name) or http[name] end
   local root = setting("root") or found.root
   if not root and #site.upstream == 0 then root = "html" end
   site.root = root and (root:find("$", 1, true) and root or files.join(place.prefix, root)) or ""
@@ -231,10 +241,10 @@ function M.read(instance)
     error_log = first_word(tree, "error_log") }
   for _, section in ipairs(tree) do
     if section[1] == "http" and section.block then
-      local groups = groups_of(section.block)
+      local groups, http = groups_of(section.block), first_words(section.block)
       for _, directive in ipairs(section.block) do
         if directive[1] == "server" and directive.block then
-          sites.add(model, site_of(directive.block, section.block, groups, place))
+          sites.add(model, site_of(directive.block, http, groups, place))
         end
       end
     elseif (section[1] == "stream" or section[1] == "mail") and section.block then

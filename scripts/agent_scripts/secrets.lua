@@ -2,7 +2,8 @@
 
 local M = {}
 
-local SECRET_WORDS = { "pass", "secret", "token", "credential", "private", "masterauth", "apikey", "api_key", "access_key" }
+local SECRET_WORDS = { "pass", "secret", "token", "credential", "private",
+  "masterauth", "sst-auth", "sst_auth", "apikey", "api_key", "access_key" }
 -- Names that hold such a word and tell nothing.
 local HARMLESS = {
   ["password_encryption"] = true, ["default_password_lifetime"] = true,
@@ -19,7 +20,9 @@ end
 
 function M.shown(name, value)
   if M.is_secret(name) and value ~= "" then return "***" end
-  return (value:gsub("(%a[%w+.-]*://)[^/@%s]*@", "%1***@"))
+  value = value:gsub("(%a[%w+.-]*://)[^/@%s]*@", "%1***@")
+  -- A value of several parts, as a connection's: "host=a password=b".
+  return (value:gsub("([Pp][Aa][Ss][Ss]%w*%s*=%s*)[^%s;&]+", "%1***"))
 end
 
 return M

@@ -10,7 +10,7 @@
 namespace LedgoraCollect {
 namespace {
 
-constexpr std::size_t kMemoryBytes = std::size_t{512} << 20;
+constexpr std::size_t kMemoryBytes = std::size_t{256} << 20;
 constexpr int kOutOfMemoryStatus = 3;
 
 std::size_t usedBytes = 0;  // by the one interpreter of this process
