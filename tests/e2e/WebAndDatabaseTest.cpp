@@ -51,6 +51,13 @@ class Servers {
     apache();
     tomcat();
   }
+  // A service by itself: a script with a project file and a folder of packages.
+  void startService() {
+    mFiles.file("orders/pyproject.toml", "[project]\nname = \"orders\"\nversion = \"0.9\"\n");
+    mFiles.file("orders/run.py", "import time\ntime.sleep(100000)\n");
+    mFiles.dir("orders/venv/lib/python3.11/site-packages/Flask-3.0.0.dist-info");
+    mDaemons.start("/usr/bin/python3", {"run.py"}, {33, mFiles.path("orders"), kEnvironment});
+  }
   void startDatabases() {
     redis();
     postgres();
@@ -228,11 +235,13 @@ void expectWebDocuments(ProgramRun& program, const std::string& directory) {
             "WordPress|6.4.2|php|nginx|blog.example|@/www/blog\n"
             "htdocs||php|Apache HTTP Server|one.example|@/htdocs\n"
             "acme/wiki|2.1|php|Apache HTTP Server|two.example|@/wiki\n"
-            "store|3.2|java|Tomcat|java.example/store|@/tomcat/webapps/store.war\n");
+            "store|3.2|java|Tomcat|java.example/store|@/tomcat/webapps/store.war\n"
+            "orders|0.9|python|Python||@/orders\n");
   EXPECT_EQ(documentRows(documentOf(program, 11, directory),
                          {"name", "version", "kind", "is_framework", "application"}),
             "slim/slim|4.1.0|composer|1|acme/wiki\nmonolog/monolog|2.9.1|composer|0|acme/wiki\n"
-            "commons-io|2.11.0|jar|0|store\nspring-core|5.3.9|jar|1|store\n");
+            "commons-io|2.11.0|jar|0|store\nspring-core|5.3.9|jar|1|store\n"
+            "Flask|3.0.0|python|1|orders\n");
 }
 
 void expectDatabases(ProgramRun& program, const std::string& directory) {
@@ -261,6 +270,7 @@ TEST(WebAndDatabase, RealServersOfDebian) {
     Servers servers(files);
     servers.startWebServers();
     servers.startDatabases();
+    servers.startService();
     ProgramRun program;
     expectWebDocuments(program, files.path());
     expectDatabases(program, files.path());

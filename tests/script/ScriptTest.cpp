@@ -178,6 +178,48 @@ TEST(Script, OtherWebServers) {
       "||/|*/8080|||\n");
 }
 
+TEST(Script, DatabasesAsConfigured) {
+  TempRoot root;
+  root.file("etc/mongod.conf",
+            "# c\nnet:\n  port: 27018\n  bindIp: 127.0.0.1,10.0.0.1  # two\n  tls:\n"
+            "    mode: requireTLS\n    certificateKeyFilePassword: hunter2\nstorage:\n"
+            "  dbPath: \"/data/m\"\nsecurity:\n  authorization: enabled\n");
+  root.file("etc/elasticsearch/elasticsearch.yml",
+            "network.host: [\"_local_\", \"0.0.0.0\"]\nxpack:\n  security.enabled: false\n"
+            "path.data: /data/e\n");
+  root.file("etc/my.cnf",
+            "!include /etc/my.cnf\n[mysqld]\nskip-networking\ndatadir=/data/y # here\n"
+            "ssl_cert=/c.pem\n[mysqldump]\ndatadir=/wrong\n");
+  root.file("pg/postgresql.conf",
+            "include 'postgresql.conf'\nlisten_addresses = 'a, b' # both\nssl = on\n"
+            "include_dir = 'conf.d'\nprimary_conninfo = 'host=h password=hunter2'\n");
+  root.file("pg/conf.d/1.conf", "port 6000\n").file("pg/conf.d/2.txt", "port = 1\n");
+  root.file("pg/postgresql.auto.conf", "port = '6001'\n");
+  root.file("pg/pg_hba.conf", "local all all peer\nhost all all 0.0.0.0 0.0.0.0 trust\n");
+  Scripts scripts(root);
+  EXPECT_EQ(scripts.output(R"(
+      for _, case in ipairs({ { "mongodb", "/etc/mongod.conf" }, { "mysql", "/etc/my.cnf" },
+        { "elasticsearch", "/etc/elasticsearch/elasticsearch.yml" },
+        { "postgresql", "/pg/postgresql.conf", { "-D", "/pg", "-c", "ssl_ciphers=x" } },
+        { "memcached", "", { "-l", "0.0.0.0:1,[::1]", "-S" } } }) do
+        local instance = { name = "x", version = "7.1", conf_path = case[2], root = root,
+          files = files.new(root), arguments = case[3] or {}, variables = {},
+          process = { pid = 1 } }
+        local model = require(case[1]).read(instance, require("databases"))
+        local listen, text = {}, host.encode(model)
+        for _, entry in ipairs(model.listen) do
+          listen[#listen + 1] = entry.address .. "/" .. entry.port
+        end
+        print(case[1], table.concat(listen, ","), model.data_path, model.authentication,
+          model.tls, text:find("hunter2"))
+      end)"),
+            "mongodb\t127.0.0.1/27018,10.0.0.1/27018\t/data/m\t1\t1\tnil\n"
+            "mysql\t\t/data/y\t1\t1\tnil\n"
+            "elasticsearch\t_local_/9200,0.0.0.0/9200\t/data/e\t0\t0\tnil\n"
+            "postgresql\ta/6001,b/6001\t/pg\t0\t1\tnil\n"
+            "memcached\t0.0.0.0/1,[::1]/11211\t\t1\t0\tnil\n");
+}
+
 TEST(Script, SecretsAreNeverShown) {
   TempRoot root;
   Scripts scripts(root);
