@@ -34,16 +34,14 @@ bool processCgroupParser(const std::string& line, std::string& out) {
 
 std::string ProcFileCollectionUnit::getProcessPath(int pid) const {
   const std::string link = environment + procPath(pid, "exe");
-  if (!PathUtils::isSlink(link)) {
-    error_output(0, __func__, __LINE__, "exe file is not link.");
-    return {};
-  }
   std::string path;
-  if (!readlinkInspected(link, path)) {
+  if (readlinkInspected(link, path)) return path;
+  if (PathUtils::isSlink(link)) {
     LEDGORA_DEBUG("read link : %s error.", link.c_str());
-    return {};
+  } else {
+    error_output(0, __func__, __LINE__, "exe file is not link.");
   }
-  return path;
+  return {};
 }
 
 std::string ProcFileCollectionUnit::getContainerProcessPath(int pid,

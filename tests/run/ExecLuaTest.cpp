@@ -1,7 +1,10 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 
 #include <filesystem>
 
+#include "common/support/Handles.h"
 #include "common/support/InstallPath.h"
 #include "run/ExecLua.h"
 #include "support/TempRoot.h"
@@ -31,9 +34,22 @@ int collect(const std::string& outputPath) {
   return execLua(outputPath.c_str(), "/log", static_cast<COLLECT_TYPE_E>(9), "env=", 5);
 }
 
+/// The place of the runner is one for all tests of this program, which run
+/// side by side.
+class ExecLua : public testing::Test {
+ protected:
+  void SetUp() override {
+    mLock.reset(open(installPath("@/lloader.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    ASSERT_EQ(flock(mLock.get(), LOCK_EX), 0);
+  }
+
+ private:
+  FileDescriptor mLock;
+};
+
 }  // namespace
 
-TEST(ExecLua, TheReportedLengthIsTheCode) {
+TEST_F(ExecLua, TheReportedLengthIsTheCode) {
   const struct {
     const char* script;
     int code;
@@ -57,7 +73,7 @@ TEST(ExecLua, TheReportedLengthIsTheCode) {
   EXPECT_EQ(execLua(nullptr, "/log", E_COLLECT_SCRIPT_FIRST, "env=", 0), -1);
 }
 
-TEST(ExecLua, WhatTheScriptIsGiven) {
+TEST_F(ExecLua, WhatTheScriptIsGiven) {
   TempRoot root;
   const std::string given = root.path("given");
   const Runner runner("printf '%s|' \"$@\" \"$LD_LIBRARY_PATH\" > " + given);
