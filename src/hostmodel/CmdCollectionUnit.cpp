@@ -8,6 +8,7 @@
 #include "common/support/InstallPath.h"
 #include "common/support/Log.h"
 #include "hostmodel/EnvCmdCollectionUnit.h"
+#include "hostmodel/ListedProcesses.h"
 #include "hostmodel/RootCommandPath.h"
 
 namespace LedgoraCollect {
@@ -141,7 +142,17 @@ bool CmdCollectionUnit::executeCmdAsProcess(int pid, const std::string& command,
   PreparedLine line;
   const bool prepared = root.empty() ? prepareHostLine(command, path, pid, line)
                                      : prepareRootLine(root, command, path, pid, line);
-  return prepared && run(line, buffer, size, timeout, waitStep);
+  // Looked at when the rights are read already: so they are those of the listed process.
+  const bool gained = line.options.identity != nullptr && line.identity.uid == 0 &&
+                      ListedProcesses::isUnprivileged(pid);
+  if (!prepared || gained || !ListedProcesses::isStill(pid, environment)) {
+    if (prepared) {
+      error_output(1, __func__, __LINE__, "process %d isn't what it was, its command isn't run",
+                   pid);
+    }
+    return false;
+  }
+  return run(line, buffer, size, timeout, waitStep);
 }
 
 std::string CmdCollectionUnit::initHostPathEnv() const {

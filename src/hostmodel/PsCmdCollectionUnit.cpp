@@ -9,6 +9,7 @@
 #include "common/StringUtils.h"
 #include "common/support/Handles.h"
 #include "common/support/Log.h"
+#include "hostmodel/ListedProcesses.h"
 #include "hostmodel/PathCollectionUnit.h"
 #include "hostmodel/ProcFileCollectionUnit.h"
 
@@ -73,6 +74,7 @@ void copyColumns(const std::vector<std::string>& row, ProcessCacheUnit& record) 
 
 bool PsCmdCollectionUnit::collectProcesses(std::map<int, ProcessCacheUnit>& processes) const {
   std::string text;
+  ListedProcesses::begin();
   if (!executeEO(text)) return false;
   parseEOResult(text, processes);
   return true;
@@ -125,6 +127,7 @@ bool PsCmdCollectionUnit::completeRecord(const std::vector<std::string>& row, Kn
   ProcFileCollectionUnit proc;
   proc.setEnvironment(environment);
   std::string path = proc.getProcessPath(pid);
+  ListedProcesses::note(pid, row[kUid], path);
   const std::string cmdline = proc.getProcessCmdline(pid);
   const auto isNothing = [&] {
     return (path.empty() && cmdline.empty()) || (path == " " && cmdline == " ");

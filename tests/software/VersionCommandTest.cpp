@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include "hostmodel/ListedProcesses.h"
 #include "software/VersionCommand.h"
 #include "support/Daemons.h"
 #include "support/TempRoot.h"
@@ -57,4 +59,32 @@ TEST(VersionCommand, WhatHangsIsNotRunAgain) {
   EXPECT_EQ(other.ask(commands), "failed: ");
   other.proc.userUid = "1";
   EXPECT_EQ(other.ask(commands), "ran: server version 1.2.3\n");
+}
+
+// Between the list and the command a number may go to another process, and a
+// process may become a set-id program: neither lends its rights to the command.
+TEST(VersionCommand, RunsOnlyForTheListedProcess) {
+  static constexpr char kRan[] = "ran: server version 1.2.3\n";
+  constexpr struct {
+    const char* what;
+    bool startsBefore;
+    const char* uid;
+    const char* program;  // null: its own
+    const char* answer;
+  } kCases[] = {
+      {"the same", true, "0", nullptr, kRan},
+      {"became another program", true, "0", "/usr/bin/other", "failed: "},
+      {"had fewer rights", true, "1000", nullptr, "failed: "},
+      {"started later", false, "0", nullptr, "failed: "},
+  };
+  for (const auto& each : kCases) {
+    if (!each.startsBefore) ListedProcesses::begin();
+    usleep(50000);  // several ticks of the kernel's clock
+    Server server(false);
+    if (each.startsBefore) ListedProcesses::begin();
+    ListedProcesses::note(server.proc.pid, each.uid,
+                          each.program != nullptr ? each.program : server.files.path("server"));
+    VersionCommand commands;
+    EXPECT_EQ(server.ask(commands), each.answer) << each.what;
+  }
 }
