@@ -1,6 +1,7 @@
 #include "software/VersionCommand.h"
 
 #include <cerrno>
+#include <chrono>
 
 #include "common/support/CommandRunner.h"
 #include "common/support/Log.h"
@@ -14,6 +15,11 @@ constexpr int kOutputBytes = 1536;
 constexpr int kWaitStepSeconds = 5;
 constexpr int kMostStopped = 3;
 constexpr std::size_t kMostAnswers = 1024;
+// What lines may take together, in limits of one line: those of one root and user,
+// and those of all. One that ends just before its limit isn't stopped, and users can
+// be had in any number, so that the number of stopped lines alone bounds nothing.
+constexpr int kMostLimitsOfOwner = 6;
+constexpr int kMostLimits = 24;
 
 }  // namespace
 
@@ -35,6 +41,14 @@ bool VersionCommand::run(const std::string& env, const PROC_EX_INFO_S& proc,
                  proc.userUid.c_str(), line.c_str());
     return false;
   }
+  using Clock = std::chrono::steady_clock;
+  const std::chrono::seconds limit(mTimeoutSeconds);
+  if (mSpent[owner] > kMostLimitsOfOwner * limit || mSpentByAll > kMostLimits * limit) {
+    error_output(1, __func__, __LINE__, "commands of user %s took too long together, not run: %s",
+                 proc.userUid.c_str(), line.c_str());
+    return false;
+  }
+  const Clock::time_point start = Clock::now();
   CmdCollectionUnit unit;
   unit.setEnvironment(env);
   unit.setTarget(proc.container.containerPath);
@@ -44,6 +58,9 @@ bool VersionCommand::run(const std::string& env, const PROC_EX_INFO_S& proc,
   answer.ran = unit.executeCmdAsProcess(proc.pid, line, buffer, kOutputBytes, mTimeoutSeconds,
                                         kWaitStepSeconds, pathValue.c_str());
   if (!answer.ran && errno == kCommandStopped) ++mStopped[owner];
+  const Clock::duration spent = Clock::now() - start;
+  mSpent[owner] += spent;
+  mSpentByAll += spent;
   answer.output = buffer;
   output = answer.output;
   const bool ran = answer.ran;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <string>
 #include <tuple>
@@ -12,7 +13,7 @@ namespace LedgoraCollect {
 /// rights than that process has and inside its root. A line whose answer can't
 /// change is run once in a run for each root, PATH and set of rights; after
 /// three lines of one root and user had to be stopped at their limit, none of
-/// them is run again.
+/// them is run again, and neither is any when they took too long together.
 class VersionCommand {
  public:
   explicit VersionCommand(int timeoutSeconds = 50) : mTimeoutSeconds(timeoutSeconds) {}
@@ -31,7 +32,9 @@ class VersionCommand {
 
   int mTimeoutSeconds;
   std::map<Key, Answer> mAnswers;
-  std::map<std::string, int> mStopped;  // by root and user
+  std::map<std::string, int> mStopped;                                // by root and user
+  std::map<std::string, std::chrono::steady_clock::duration> mSpent;  // likewise
+  std::chrono::steady_clock::duration mSpentByAll{};
 };
 
 }  // namespace LedgoraCollect
