@@ -64,5 +64,8 @@ int main(int argc, char** argv) {
     status = enterRootAndRun(request, error);
   }
   if (!error.empty()) report(request.root, error);
-  return status;
+  // Nothing is left to do at the end of a process, and what a build with a
+  // sanitizer does there needs threads: none can be made once the pid
+  // namespace of the children is another.
+  _exit(status);
 }
