@@ -50,6 +50,7 @@ void installWithNpm(TempRoot& work) {
        "cd '" + work.path() +
            "' && npm install -g --offline --prefix \"$PWD/prefix\" "
            "--cache \"$PWD/cache\" --no-audit --no-fund --no-update-notifier --loglevel=error "
+           "--install-links=false "
            "./outer.tgz ./scoped.tgz ./linked"},
       {{"HOME", work.path("home")}});
   ASSERT_EQ(result.exitStatus, 0) << result.err;
