@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <ctime>
 #include <vector>
 
 #include "common/support/CommandEnvironment.h"
@@ -56,6 +57,13 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
 int dropOutput(int descriptor, void* /*context*/) {
   char nowhere[65536];  // as much as a pipe holds
   return static_cast<int>(::read(descriptor, nowhere, sizeof nowhere));
+}
+
+/// The kernel is short of memory, or a limit on descriptors was lowered:
+/// asking again at once would burn the processor until the limit.
+void pauseAfterError() {
+  const timespec pause{0, 10'000'000};
+  ::nanosleep(&pause, nullptr);
 }
 
 /// One command from the tool's side: starts the guard, hands the output on,
@@ -158,11 +166,12 @@ void CommandRun::follow() {
     pollfd watched[] = {{mReport.in.get(), POLLIN, 0}, {mOutput.in.get(), POLLIN, 0}};
     const int timeout = static_cast<int>(std::min<std::int64_t>(left, INT_MAX));
     const int ready = ::poll(watched, readable ? 2 : 1, timeout);
-    if (ready == 0 && left == 0) {
+    if (ready <= 0 && left == 0) {
       error_output(1, __func__, __LINE__, "The guard of a command doesn't answer and is killed");
       ::kill(mGuard, SIGKILL);
       return;
     }
+    if (ready < 0 && errno != EINTR) pauseAfterError();
     if (ready <= 0) continue;
     if (readable && watched[1].revents != 0) readable = takeOutput();
     if (watched[0].revents != 0 && !takeReport()) break;

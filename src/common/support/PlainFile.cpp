@@ -30,6 +30,20 @@ std::size_t expectedBytes(int descriptor, std::size_t limit) {
   return std::min(limit, static_cast<std::size_t>(info.st_size)) + 1;
 }
 
+/// Makes or empties the file. A fifo or socket would hold the writer up for as
+/// long as its reader likes, so it is refused, without waiting for a reader.
+FileDescriptor openForWriting(const char* path) {
+  FileDescriptor file(
+      ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, kNewFileMode));
+  struct stat info {};
+  if (file && (::fstat(file.get(), &info) != 0 || S_ISFIFO(info.st_mode))) {
+    file.reset();
+    errno = ENXIO;
+  }
+  if (file) ::fcntl(file.get(), F_SETFL, 0);
+  return file;
+}
+
 }  // namespace
 
 FILE* utf8_fopen(const char* path, const char* mode) {
@@ -37,7 +51,7 @@ FILE* utf8_fopen(const char* path, const char* mode) {
   if (isPlainRead(mode)) {
     file = openRegularFile(path);
   } else if (isPlainWrite(mode)) {
-    file = FileDescriptor(::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode));
+    file = openForWriting(path);
   } else {
     return std::fopen(path, (std::string(mode) + "e").c_str());
   }
