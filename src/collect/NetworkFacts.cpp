@@ -59,10 +59,12 @@ bool readRouteRecord(FILE* stream, RouteRecord& r) {
                      &r.irtt) == 11;
 }
 
+// A gateway of more than 32 bits is no address: no kernel writes one, but the
+// table of a mounted root may hold anything.
 bool isDefaultRoute(const RouteRecord& r) {
   constexpr unsigned int kViaGateway = RTF_UP | RTF_GATEWAY;
   return (r.flags & kViaGateway) == kViaGateway && r.destination == 0 && r.mask == 0 &&
-         r.gateway != 0;
+         r.gateway != 0 && r.gateway <= 0xffffffffUL;
 }
 
 // The number holds the address in network order: its lowest byte comes first.
