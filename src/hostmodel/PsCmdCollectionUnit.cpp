@@ -27,6 +27,9 @@ constexpr int kWaitStep = 5;
 // Output beyond it is lost without a message; a last row that was cut has too
 // few fields, or a shortened name, as consumers have always had it.
 constexpr int kBufferBytes = 1048576;
+// How often, and within which time, ps is asked again when it broke off.
+constexpr int kAttempts = 10;
+constexpr std::time_t kAttemptSeconds = 60;
 // comm holds at most 15 characters, so one of that length may have been cut.
 constexpr std::size_t kWholeCommLength = 14;
 
@@ -52,6 +55,12 @@ enum Column {
 
 constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                    "Jul", "Aug", "Sep", "Oct", "Nov"};
+
+std::time_t monotonicSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec;
+}
 
 int toInt(const std::string& text) {
   return static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
@@ -88,15 +97,35 @@ bool PsCmdCollectionUnit::executeEO(std::string& out) const {
                  "[PsCmdCollectionUnit]execute ps -eo cmd failed, malloc error!");
     return false;
   }
-  // A machine always has processes: no row means that ps didn't work.
-  if (!executeCmd(kCommand, buffer.get(), kBufferBytes, kTimeout, kWaitStep, nullptr) ||
-      *buffer == '\0') {
-    error_output(0, __func__, __LINE__, "[PsCmdCollectionUnit]exec cmd: %s error.", kCommand);
-    return false;
+  const std::time_t begun = monotonicSeconds();
+  for (int attempt = 1;; ++attempt) {
+    // A machine always has processes: no row means that ps didn't work.
+    if (!executeCmd(kCommand, buffer.get(), kBufferBytes, kTimeout, kWaitStep, nullptr) ||
+        *buffer == '\0') {
+      error_output(0, __func__, __LINE__, "[PsCmdCollectionUnit]exec cmd: %s error.", kCommand);
+      return false;
+    }
+    std::string text = buffer.get();
+    const bool whole = !isBrokenOff(text);
+    if (whole || text.size() > out.size()) out = std::move(text);
+    if (whole) break;
+    const bool last = attempt == kAttempts || monotonicSeconds() - begun >= kAttemptSeconds;
+    error_output(last ? 0 : 1, __func__, __LINE__,
+                 "[PsCmdCollectionUnit]ps broke off within a row, %s.",
+                 last ? "processes may be missing" : "run it again");
+    if (last) break;
   }
-  out = buffer.get();
   error_output(2, __func__, __LINE__, "[PsCmdCollectionUnit]success to execute ps -eo cmd!");
   return true;
+}
+
+bool PsCmdCollectionUnit::isBrokenOff(const std::string& text) {
+  if (text.size() + 1 >= static_cast<std::size_t>(kBufferBytes)) return false;
+  const std::size_t end = text.find_last_not_of('\n');
+  if (end == std::string::npos) return false;
+  const std::size_t before = text.rfind('\n', end);
+  const std::size_t start = before == std::string::npos ? 0 : before + 1;
+  return StringUtils::split(text.substr(start, end + 1 - start), " ", true).size() < kComm;
 }
 
 void PsCmdCollectionUnit::parseEOResult(const std::string& text,

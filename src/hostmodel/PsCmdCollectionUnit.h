@@ -16,8 +16,15 @@ class PsCmdCollectionUnit : public CmdCollectionUnit {
  public:
   /// Adds the processes to `processes`, by pid. False when the list couldn't be had.
   bool collectProcesses(std::map<int, ProcessCacheUnit>& processes) const;
-  /// Runs ps. False when it failed or printed nothing.
+  /// Runs ps, again when it broke off; if it always did, the longest list
+  /// counts. False when it failed or printed nothing.
   bool executeEO(std::string& out) const;
+  /// Whether ps ended within the last row: the ps of procps 4.0.2 crashes at
+  /// the user's name of a process that ends while it is read, and the pipeline
+  /// then hides its status. Only the comm is a process's to leave empty, so a
+  /// row that misses more was never finished. Output that fills the buffer is
+  /// cut by us and counts as whole.
+  static bool isBrokenOff(const std::string& text);
   /// Adds the processes that the rows name and /proc knows. A pid that is in
   /// the table keeps its first record.
   void parseEOResult(const std::string& text, std::map<int, ProcessCacheUnit>& processes) const;

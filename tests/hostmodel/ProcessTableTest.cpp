@@ -48,6 +48,27 @@ TEST(ParseEORow, RowsAsPsWritesThem) {
   }
 }
 
+TEST(IsBrokenOff, OnlyTheLastRowTells) {
+  const std::string row = "812 1 root 0 root 0 ? Sun Nov 22 10:00:00 2026 S 0.0 0.1";
+  const struct {
+    const char* what;
+    std::string text;
+    bool want;
+  } cases[] = {
+      {"whole", row + " cron\n", false},
+      {"a program without a name", row + " cron\n" + row + " \n", false},
+      {"crashed at the user", row + " cron\n  813    1\n", true},
+      {"nothing but the crash", "813 1", true},
+      {"killed", row + " cron\n813 1 root 0 root 0 ? Sun Nov", true},
+      {"an odd row before", "813 1\n" + row + " cron\n", false},
+      {"no row", "", false},
+      {"the buffer is full", std::string(1048574, 'x') + "\n", false},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(PsCmdCollectionUnit::isBrokenOff(c.text), c.want) << c.what;
+  }
+}
+
 TEST(ParseEOResult, AProcessThatIsGoneAndAPidBeyondAllLeaveNoRow) {
   std::map<int, ProcessCacheUnit> processes;
   const std::string rest = " 1 root 0 root 0 ? Sun Nov 22 10:00:00 2026 S 0.0 0.1 gone\n";

@@ -74,6 +74,13 @@ void setDefaultSignals() {
   for (int number = 1; number <= SIGRTMAX; ++number) ::sigaction(number, &action, nullptr);
 }
 
+/// A program that crashes leaves no file behind. The limit of 1 also keeps the
+/// kernel from starting the machine's core handler, which 0 wouldn't.
+void forbidCoreDumps() {
+  const rlimit limit = {1, 1};
+  ::setrlimit(RLIMIT_CORE, &limit);
+}
+
 /// The child's side. Between vfork and exec it shares the guard's memory, so
 /// it only makes system calls.
 [[noreturn]] void becomeShell(const GuardTask_S& task) {
@@ -132,6 +139,7 @@ Guard::Guard(const GuardTask_S& task) : mTask(task) {
   ::setsid();
   ::prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
   setDefaultSignals();
+  forbidCoreDumps();
   std::array<int, 4> kept{task.output, task.report, task.control, task.nowhere};
   std::sort(kept.begin(), kept.end());
   closeAllBut(kept);
