@@ -1,7 +1,8 @@
 #include "package/RpmCmdCollectionUnit.h"
 
 #include <cerrno>
-#include <set>
+#include <map>
+#include <optional>
 
 #include "common/CommandWord.h"
 #include "common/FileUtils.h"
@@ -36,17 +37,26 @@ constexpr int kFilesLines = 1024;
 constexpr int kQuestionSeconds = 30;
 constexpr int kWaitStep = 5;
 
-/// Roots whose rpm didn't name an owner within its time: a second question
-/// would cost as much, so it isn't asked in this run.
-std::set<std::string>& slowRoots() {
-  static std::set<std::string> roots;
-  return roots;
-}
+// From so many files without an owner on it is worth asking once whether rpm
+// has any package at all.
+constexpr int kFilesWithoutOwner = 3;
 
-/// Roots that have an rpm which couldn't be started, for want of processes, say.
-std::set<std::string>& lostRoots() {
-  static std::set<std::string> roots;
-  return roots;
+/// What this run has learnt about the rpm of a root.
+struct RpmState {
+  /// It didn't name an owner within its time: a second question would cost as
+  /// much, so it isn't asked in this run.
+  bool slow = false;
+  /// It is there but couldn't be started, for want of processes, say.
+  bool lost = false;
+  /// A listing was had, and held nothing.
+  std::optional<bool> listedNothing;
+  bool hasOwned = false;
+  int filesWithoutOwner = 0;
+};
+
+RpmState& stateOf(const std::string& rootKey) {
+  static std::map<std::string, RpmState> states;
+  return states[rootKey];
 }
 
 }  // namespace
@@ -62,11 +72,11 @@ bool RpmCmdCollectionUnit::getDetectResult(bool& result) const {
 
 void RpmCmdCollectionUnit::setDetectResult(bool result) {
   bool& known = rpmDetectMap[rootKey()];
-  if (known && !result) lostRoots().insert(rootKey());
+  if (known && !result) stateOf(rootKey()).lost = true;
   known = result;
 }
 
-bool RpmCmdCollectionUnit::isLost() const { return lostRoots().count(rootKey()) != 0; }
+bool RpmCmdCollectionUnit::isLost() const { return stateOf(rootKey()).lost; }
 
 bool RpmCmdCollectionUnit::detectRpmCmd() {
   bool result = false;
@@ -105,7 +115,10 @@ bool RpmCmdCollectionUnit::run(const std::string& command, int bufferSize, int t
 }
 
 bool RpmCmdCollectionUnit::executeQA(std::string& out) {
-  if (run(kListCommand, kListBytes, kListSeconds, out)) return true;
+  if (run(kListCommand, kListBytes, kListSeconds, out)) {
+    stateOf(rootKey()).listedNothing = out.empty();
+    return true;
+  }
   error_output(0, __func__, __LINE__, "exec cmd: %s error.", kListCommand);
   return false;
 }
@@ -117,7 +130,7 @@ bool RpmCmdCollectionUnit::executeQF(const std::string& path, std::string& out) 
   if (length < 0 || length >= kOwnerCommandBytes) return false;
   command.resize(static_cast<std::size_t>(length));
   if (run(command, kOwnerBytes, kQuestionSeconds, out)) return true;
-  if (errno == kCommandStopped) slowRoots().insert(rootKey());
+  if (errno == kCommandStopped) stateOf(rootKey()).slow = true;
   error_output(0, __func__, __LINE__, "exec cmd: %s error.", command.c_str());
   return false;
 }
@@ -173,13 +186,37 @@ bool RpmCmdCollectionUnit::collectSoftware(const std::string& path, SoftwarePkgC
 
 RpmCmdCollectionUnit::Ownership RpmCmdCollectionUnit::queryOwner(const std::string& path,
                                                                  SoftwarePkgCacheUnit& unit) {
-  if (path.empty() || slowRoots().count(rootKey()) != 0) return Ownership::NoAnswer;
+  RpmState& state = stateOf(rootKey());
+  if (path.empty() || state.slow) return Ownership::NoAnswer;
+  if (hasNoPackage()) {
+    PathCollectionUnit paths;
+    paths.setEnvironment(environment);
+    paths.setTarget(target);
+    return paths.isExistDirect(path) ? Ownership::NotOwned : Ownership::NoAnswer;
+  }
   std::string out;
   if (!executeQF(path, out)) return Ownership::NoAnswer;
-  if (parseQFResult(out, unit)) return Ownership::Owned;
+  if (parseQFResult(out, unit)) {
+    state.hasOwned = true;
+    return Ownership::Owned;
+  }
   // rpm says in words that nobody owns a file. An rpm that couldn't read its
-  // database, or was killed, prints nothing.
-  return StringUtils::trim(out, " \r\n\t").empty() ? Ownership::NoAnswer : Ownership::NotOwned;
+  // database, or was killed, prints nothing, as for a file that isn't there.
+  if (StringUtils::trim(out, " \r\n\t").empty()) return Ownership::NoAnswer;
+  ++state.filesWithoutOwner;
+  return Ownership::NotOwned;
+}
+
+bool RpmCmdCollectionUnit::hasNoPackage() {
+  const RpmState& state = stateOf(rootKey());
+  // An rpm that can't read its database lists nothing, too; one that told of a
+  // file can.
+  if (state.filesWithoutOwner == 0 || state.hasOwned) return false;
+  if (!state.listedNothing && state.filesWithoutOwner == kFilesWithoutOwner) {
+    std::string listing;
+    executeQA(listing);
+  }
+  return state.listedNothing.value_or(false);
 }
 
 bool RpmCmdCollectionUnit::collectSoftwareInstallFiles(const std::string& pkg,

@@ -61,6 +61,9 @@ class RpmCmdCollectionUnit : public CmdCollectionUnit {
 
  private:
   std::string rootKey() const { return environment + target; }
+  /// Whether rpm manages nothing here, as on a machine of another package
+  /// system. Then no file needs a question of its own.
+  bool hasNoPackage();
   bool run(const std::string& command, int bufferSize, int timeout, std::string& out);
 
   static std::map<std::string, bool> rpmDetectMap;

@@ -134,6 +134,21 @@ TEST_F(RpmCache, BothSystemsInOneRoot) {
             "debpkg alpha - ");
 }
 
+// As on a machine of another package system that has rpm, too.
+TEST_F(RpmCache, NoPackageAtAllCostsOneQuestion) {
+  mRoot.rpm("-e --nodeps --noscripts alpha beta silent umlaut");
+  mRoot.tree().file("usr/bin/own", "").file("usr/bin/own2", "").file("usr/bin/own3", "");
+  const std::vector<std::string> paths{"/usr/bin/own", "/usr/bin/own2", "/nowhere",
+                                       "/usr/bin/own3"};
+  const Outcome outcome = run([&] { return owners(here(), paths); });
+  EXPECT_EQ(outcome.answer, "- - - - ");
+  EXPECT_EQ(outcome.count("execute cmd:unset LD_LIBRARY_PATH; chroot " + mRoot.path() +
+                          " rpm -qf"),
+            1);
+  EXPECT_EQ(sql("select pkg_file_path from software_pkg_file order by rowid"),
+            "/usr/bin/own\n/usr/bin/own2\n/usr/bin/own3\n");
+}
+
 TEST_F(RpmCache, RpmThatSaysNothingLeavesNoRow) {
   EXPECT_EQ(listedFields(), asked());
   mRoot.tree().file("usr/bin/rpm", "not a program", 0755);
