@@ -10,7 +10,7 @@ import sys
 import tempfile
 
 TARGET_SECONDS = 3
-PROGRAMS = 10
+PROGRAMS = 500
 INSIDE = "LEDGORA_BENCH_INSIDE"
 WAITER = "#include <unistd.h>\nint main(void){for(;;)pause();}\n"
 
@@ -28,8 +28,7 @@ def rules_of(count):
 
 
 class Processes:
-    """A few programs with many processes each, told apart by their command lines. A new
-    path would cost a question to rpm where that is installed, which isn't measured here."""
+    """Programs that no package owns, and processes told apart by their command lines."""
 
     def __init__(self, work):
         self.directory = work + "/programs"
@@ -43,7 +42,7 @@ class Processes:
 
     def grow(self, count):
         for number in range(len(self.running), count):
-            path = "%s/worker-%02d" % (self.directory, number % PROGRAMS)
+            path = "%s/worker-%03d" % (self.directory, number % PROGRAMS)
             if not os.path.exists(path):
                 os.link(self.program, path)
             pid = os.spawnv(os.P_NOWAIT, path,
