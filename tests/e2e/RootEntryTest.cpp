@@ -216,6 +216,33 @@ TEST(RootEntry, AWholeRunInAHostileRootTellsNothingOfThisMachine) {
   EXPECT_FALSE(root.exists("owned"));
 }
 
+// The root of a container has his program asked for its version. It may write
+// in its root and talk to sockets, as its process can; it reaches nothing beyond.
+TEST(RootEntry, AContainersServerThatIsAskedForItsVersionGainsNothing) {
+  Host host;
+  TempRoot root;
+  host.fill(root);
+  root.copy("opt/server", LEDGORA_INTRUDER);
+  ASSERT_EQ(mknod(root.path("dev/null").c_str(), S_IFCHR | 0666, makedev(1, 3)), 0);
+  ContainerOptions options;
+  options.root = root.path();
+  options.hostPrograms = false;
+  options.command = {"/opt/server", "serve"};
+  const TestContainer container(options);
+  ProgramRun program;
+  program.tree().file("config/rule/soft/soft_app_linux.json", R"rule([{"name": "intruder",
+    "character": {"pattern_process": [{"process_name": "^server$"}]},
+    "versions": {"version_cmd": [{"cmd_param": "--version", "out_regex": "^((?:.|\\n)*tried)"}]}}])rule");
+  const ProgramResult result = program.type(7, {"option=24"});
+  EXPECT_NE(result.document.find("tried\""), std::string::npos) << result.messages();
+  for (const char* attempt : {"secret by name", "parents", "roots of processes", "ptrace", "mount",
+                              "namespaces", "file by handle", "signals", "second chroot"}) {
+    EXPECT_EQ(result.document.find(std::string(attempt) + " worked"), std::string::npos) << attempt;
+  }
+  EXPECT_EQ(result.log.find("hush"), std::string::npos);
+  EXPECT_EQ(kill(container.pid(), 0), 0);
+}
+
 TempRoot& withPrograms(TempRoot& root) {
   root.dir("dev").dir("proc").dir("etc").dir("usr").dir("tmp");
   for (const char* link : {"bin", "sbin", "lib", "lib64"}) {

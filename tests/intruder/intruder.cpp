@@ -141,6 +141,10 @@ bool privileges() {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // As a container's server, to be asked for its version later.
+  if (argc == 2 && std::strcmp(argv[1], "serve") == 0) {
+    for (;;) pause();
+  }
   // Without arguments (as ps or sh) the words come from a file of the root.
   if (argc >= 4 && argv[1][0] == '/') {
     secret = argv[1];
