@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
 
@@ -16,19 +17,38 @@ char levelLetter(int level) {
   return level > 3 ? kLetters[3] : kLetters[level];
 }
 
-std::string localTime() {
+/// The second of a record as text, and the offset from UTC.
+struct SecondText {
+  time_t second = 0;
+  char day[64] = "";
+  char offset[16] = "";
+};
+
+bool makeSecondText(time_t second, SecondText& text) {
+  tm parts{};
+  if (localtime_r(&second, &parts) == nullptr) return false;
+  if (std::strftime(text.day, sizeof text.day, "%Y-%m-%dT%H:%M:%S", &parts) == 0) return false;
+  if (std::strftime(text.offset, sizeof text.offset, "%z", &parts) == 0) text.offset[0] = '\0';
+  text.second = second;
+  return true;
+}
+
+// A run writes hundreds of records in a second, so the last one's text is kept.
+void appendLocalTime(std::string& record) {
+  static SecondText text;
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
-  tm parts{};
-  if (localtime_r(&now.tv_sec, &parts) == nullptr) return "-";
-  char day[64];
-  char offset[16];
-  if (std::strftime(day, sizeof day, "%Y-%m-%dT%H:%M:%S", &parts) == 0) return "-";
-  if (std::strftime(offset, sizeof offset, "%z", &parts) == 0) offset[0] = '\0';
-  char text[128];
-  std::snprintf(text, sizeof text, "%s.%03d%s", day, static_cast<int>(now.tv_nsec / 1000000),
-                offset);
-  return text;
+  if ((text.day[0] == '\0' || text.second != now.tv_sec) && !makeSecondText(now.tv_sec, text)) {
+    record += '-';
+    return;
+  }
+  const auto milliseconds = static_cast<unsigned>(now.tv_nsec / 1000000);
+  const auto digit = [](unsigned value) { return static_cast<char>('0' + value % 10); };
+  record.append(text.day) += '.';
+  record += digit(milliseconds / 100);
+  record += digit(milliseconds / 10);
+  record += digit(milliseconds);
+  record += text.offset;
 }
 
 void appendByteEscape(std::string& out, char byte) {
@@ -61,12 +81,15 @@ bool isControl(std::string_view sequence) {
   return sequence == "\xE2\x80\xA8" || sequence == "\xE2\x80\xA9";
 }
 
-}  // namespace
+bool isPlainAscii(char byte) { return byte >= 0x20 && byte < 0x7F; }
 
-std::string escapeLogText(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
+void appendEscaped(std::string& out, std::string_view text) {
   while (!text.empty()) {
+    const auto plainEnd = std::find_if_not(text.begin(), text.end(), isPlainAscii);
+    const auto plain = static_cast<std::size_t>(plainEnd - text.begin());
+    out.append(text.substr(0, plain));
+    text.remove_prefix(plain);
+    if (text.empty()) break;
     const std::size_t valid = utf8SequenceLength(text);
     const std::string_view piece = text.substr(0, valid == 0 ? 1 : valid);
     if (valid != 0 && !isControl(piece)) {
@@ -76,17 +99,31 @@ std::string escapeLogText(std::string_view text) {
     }
     text.remove_prefix(piece.size());
   }
+}
+
+}  // namespace
+
+std::string escapeLogText(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  appendEscaped(out, text);
   return out;
 }
 
 std::string formatLogRecord(int level, const char* function, int line, std::string_view message) {
-  std::string record = localTime();
+  std::string record;
+  record.reserve(96 + message.size());
+  appendLocalTime(record);
   record += ' ';
   record += levelLetter(level);
-  record += ' ' + std::to_string(::getpid()) + ' ';
-  record += escapeLogText(function == nullptr ? "-" : function);
-  record += ':' + std::to_string(line) + ' ';
-  record += escapeLogText(message);
+  record += ' ';
+  record += std::to_string(::getpid());
+  record += ' ';
+  appendEscaped(record, function == nullptr ? "-" : function);
+  record += ':';
+  record += std::to_string(line);
+  record += ' ';
+  appendEscaped(record, message);
   record += '\n';
   return record;
 }
