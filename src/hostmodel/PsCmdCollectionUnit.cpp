@@ -62,6 +62,23 @@ std::time_t monotonicSeconds() {
   return now.tv_sec;
 }
 
+/// As mktime, which looks at the machine's time zone file each time: within
+/// the minute of the call before, seconds only count on.
+std::time_t secondsOf(std::tm time) {
+  static std::tm minute = {};
+  static std::time_t begin = -1;
+  const bool same = begin != -1 && time.tm_min == minute.tm_min && time.tm_hour == minute.tm_hour &&
+                    time.tm_mday == minute.tm_mday && time.tm_mon == minute.tm_mon &&
+                    time.tm_year == minute.tm_year;
+  if (!same) {
+    minute = time;
+    std::tm first = time;
+    first.tm_sec = 0;
+    begin = std::mktime(&first);
+  }
+  return begin == -1 ? -1 : begin + time.tm_sec;
+}
+
 int toInt(const std::string& text) {
   return static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
 }
@@ -234,7 +251,7 @@ std::uint64_t PsCmdCollectionUnit::getStartTime(const std::string& timeText, int
   std::snprintf(text, sizeof text, "%d/%d/%d %s", year, month, day, timeText.c_str());
   std::tm time = {};
   strptime(text, "%Y/%m/%d %H:%M:%S", &time);
-  return static_cast<std::uint64_t>(std::mktime(&time));
+  return static_cast<std::uint64_t>(secondsOf(time));
 }
 
 // Unknown words count as December, too.

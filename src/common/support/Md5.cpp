@@ -20,6 +20,18 @@ void dropState(tess_md5_context* context) {
   context->state = nullptr;
 }
 
+/// A state that nothing was added to, or null. Looking the algorithm up costs
+/// more than the digest of a short text, so others are copied from it.
+const EVP_MD_CTX* emptyState() {
+  static EVP_MD_CTX* const state = [] {
+    EVP_MD_CTX* const made = EVP_MD_CTX_new();
+    if (made != nullptr && EVP_DigestInit_ex(made, EVP_md5(), nullptr) == 1) return made;
+    EVP_MD_CTX_free(made);
+    return static_cast<EVP_MD_CTX*>(nullptr);
+  }();
+  return state;
+}
+
 /// Reads the whole of `descriptor` into the MD5; false if a read fails or the
 /// file is too large.
 bool digestFile(int descriptor, tess_md5_context* context) {
@@ -41,10 +53,9 @@ tess_md5_context::~tess_md5_context() { EVP_MD_CTX_free(state); }
 
 void tess_md5_init(tess_md5_context* context) {
   dropState(context);
-  context->state = EVP_MD_CTX_new();
-  if (context->state != nullptr && EVP_DigestInit_ex(context->state, EVP_md5(), nullptr) == 1) {
-    return;
-  }
+  const EVP_MD_CTX* const empty = emptyState();
+  if (empty != nullptr) context->state = EVP_MD_CTX_new();
+  if (context->state != nullptr && EVP_MD_CTX_copy_ex(context->state, empty) == 1) return;
   error_output(0, __func__, __LINE__, "MD5 isn't available");
   dropState(context);
 }
