@@ -66,7 +66,7 @@ void CollectServiceInfo::getServices() {
   }
 }
 
-// No limit applies to services: the limits file's number for them isn't read.
+// No limit applies to services: the limits file's number for them isn't consulted.
 int CollectBase::dataToJson(std::vector<SERVER_INFO_S>* list, cJSON* root) {
   ListDocument document(__func__);
   if (!document) return -1;
