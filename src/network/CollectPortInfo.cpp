@@ -128,6 +128,7 @@ bool CollectPortInfo::collectImple(cJSON* root) {
 bool CollectPortInfo::getHostPort(std::vector<PORT_INFO_S>& rows) {
   LinuxProcessCollection collection;
   collection.setEnvironment(getMEnv());
+  collection.setEnvironmentsWanted(false);
   if (!collection.collect() || collection.getMProcessInfo().empty()) {
     error_output(0, __func__, __LINE__, "[CollectPortInfo]get process info error.");
     return false;

@@ -20,6 +20,8 @@ const char kPath[] = "/usr/sbin:/usr/bin:/sbin:/bin";
 const std::map<std::string, std::string> kEnvironment = {
     {"PATH", kPath}, {"LANG", "C"}, {"ROOM", std::string(500, '-')}};
 
+constexpr char kTomcatHome[] = "/usr/share/tomcat10";
+
 std::string answerOf(const std::string& line) {
   const ProgramResult result = runProgram({"/bin/sh", "-c", line}, {{"PATH", kPath}});
   EXPECT_EQ(result.exitStatus, 0) << line << "\n" << result.out << result.err;
@@ -119,31 +121,30 @@ class Servers {
                    {0, "/", kEnvironment});
     EXPECT_TRUE(isListening(8005));
   }
-  // The name and the tree of a Tomcat around a class that only waits.
   void tomcat() {
     write("tomcat/conf/server.xml",
-          "<Server><Service name=\"Catalina\"><!-- <Connector port=\"1\"/> -->\n"
+          "<Server port=\"-1\"><Service name=\"Catalina\"><!-- <Connector port=\"1\"/> -->\n"
           "<Connector port=\"8080\" address=\"127.0.0.1\" protocol=\"HTTP/1.1\"/>\n"
-          "<Engine name=\"Catalina\"><Host name=\"java.example\" appBase=\"webapps\">\n"
+          "<Engine name=\"Catalina\" defaultHost=\"java.example\">\n"
+          "<Host name=\"java.example\" appBase=\"webapps\" unpackWARs=\"false\">\n"
           "<Alias>jee.example</Alias></Host></Engine></Service></Server>\n");
-    mFiles.dir("tomcat/webapps").dir("tomcat/src/org/apache/catalina/startup");
+    mFiles.dir("tomcat/webapps").dir("tomcat/work", 01777);
+    ZipBuilder(mFiles.path("tomcat/library.jar")).add("marker", "").close();
+    const std::string library = mFiles.read("tomcat/library.jar");
     ZipBuilder(mFiles.path("tomcat/webapps/store.war"))
         .add("META-INF/MANIFEST.MF", "Manifest-Version: 1.0\r\nImplementation-Version: 3.2\r\n")
-        .add("WEB-INF/lib/spring-core-5.3.9.jar", "")
-        .add("WEB-INF/lib/commons-io-2.11.0.jar", "")
+        .add("WEB-INF/lib/spring-core-5.3.9.jar", library)
+        .add("WEB-INF/lib/commons-io-2.11.0.jar", library)
         .close();
-    mFiles.file("tomcat/src/org/apache/catalina/startup/Bootstrap.java",
-                "package org.apache.catalina.startup; public class Bootstrap { public static void"
-                " main(String[] a) throws Exception { Thread.sleep(1000000); } }");
-    const std::string source = mFiles.path("tomcat/src");
-    answerOf("cd " + source +
-             " && javac -J-XX:TieredStopAtLevel=1 org/apache/catalina/startup/Bootstrap.java");
+    const std::string bin = std::string(kTomcatHome) + "/bin/";
     mDaemons.start(
         "/usr/bin/java",
-        {"-Xmx32m", "-XX:TieredStopAtLevel=1", "-Dcatalina.base=" + mFiles.path("tomcat"), "-cp",
-         source, "org.apache.catalina.startup.Bootstrap", "start"},
+        {"-Xmx64m", "-XX:TieredStopAtLevel=1", "-Dcatalina.base=" + mFiles.path("tomcat"),
+         std::string("-Dcatalina.home=") + kTomcatHome, "-Djava.io.tmpdir=" + mFiles.path("tmp"),
+         "-cp", bin + "bootstrap.jar:" + bin + "tomcat-juli.jar",
+         "org.apache.catalina.startup.Bootstrap", "start"},
         {33, "/", kEnvironment});
-    EXPECT_TRUE(hasProcesses("java", 1));
+    EXPECT_TRUE(isListening(8080));
   }
   void redis() {
     write("redis/redis.conf",
@@ -202,6 +203,12 @@ std::string packageVersion(const char* package) {
   return answerOf(std::string("dpkg-query -W -f '${Version}' ") + package);
 }
 
+std::string tomcatVersion() {
+  return answerOf(std::string("java -cp ") + kTomcatHome +
+                  "/lib/catalina.jar org.apache.catalina.util.ServerInfo | "
+                  "sed -n 's/^Server number: *//p'");
+}
+
 void expectWebDocuments(ProgramRun& program, const std::string& directory) {
   EXPECT_EQ(documentRows(documentOf(program, 8, directory),
                          {"name", "version", "user", "conf_path", "listen"}),
@@ -213,7 +220,9 @@ void expectWebDocuments(ProgramRun& program, const std::string& directory) {
                 packageVersion("apache2-bin") +
                 R"(|root|@/apache.conf|[{"address":"127.0.0.1","port":"8004","tls":"0"},)"
                 R"({"address":"127.0.0.1","port":"8005","tls":"0"}])"
-                "\nTomcat||www-data|@/tomcat/conf/server.xml|"
+                "\nTomcat|" +
+                tomcatVersion() +
+                "|www-data|@/tomcat/conf/server.xml|"
                 R"([{"address":"127.0.0.1","port":"8080","tls":"0"}])"
                 "\n");
   const std::string expiry = answerOf("date -d \"$(openssl x509 -noout -enddate -in " + directory +
