@@ -4,6 +4,7 @@
 local addresses = require("addresses")
 local files = require("files")
 local instances = require("instances")
+local settings = require("settings")
 local sites = require("sites")
 
 local M = {}
@@ -43,7 +44,7 @@ local function each_line(text, visit)
     if line:sub(-1) == "\\" and #(kept or "") < MAXIMUM_LINE_BYTES then
       kept = (kept or "") .. line:sub(1, -2)
     else
-      line = ((kept or "") .. line):match("^%s*(.-)%s*$")
+      line = settings.trim((kept or "") .. line)
       kept = nil
       if line ~= "" and line:sub(1, 1) ~= "#" and #line <= MAXIMUM_LINE_BYTES then
         if visit(line) == false then return end
@@ -214,9 +215,10 @@ function Reader:line(line)
     return
   end
   if closed then return self:close_section(closed:lower()) end
-  local opened, rest = line:match("^<%s*([%w_]+)%s*(.-)%s*>?$")
+  local opened, rest = line:match("^<%s*([%w_]+)(.*)$")
   if opened then
-    return self:open_section(opened:lower(), words_of(self:expand((rest:gsub(">$", "")))))
+    rest = settings.trim(rest):gsub(">$", ""):gsub(">$", "")
+    return self:open_section(opened:lower(), words_of(self:expand(rest)))
   end
   if self.skipping > 0 then return end
   local name, text = line:match("^(%S+)%s*(.*)$")

@@ -1,6 +1,7 @@
 -- The web applications of the run's root: what is deployed in web servers and
 -- which services run by themselves. Both types 10 and 11 start from this list.
 
+local apart = require("apart")
 local files = require("files")
 local instances = require("instances")
 local php_table = require("php_applications")
@@ -263,6 +264,20 @@ local function add_python(instance, add)
   add(app)
 end
 
+-- The applications of an instance: find(add) calls add with each.
+local function applications_of(instance, find)
+  local list = apart.run(instance.name .. ": applications can't be told", function()
+    local found = {}
+    find(function(app)
+      app.instance, app.files = nil, nil
+      found[#found + 1] = app
+    end)
+    return found
+  end) or {}
+  for _, app in ipairs(list) do app.instance, app.files = instance, instance.files end
+  return list
+end
+
 local SERVICES = {
   { "^java$", "Java", add_spring },
   { "^node$", "Node.js", add_node },
@@ -279,7 +294,9 @@ local function add_services(run, add)
       local program = files.name((process.path:gsub(" %(deleted%)$", "")))
       for _, service in ipairs(SERVICES) do
         if program:find(service[1]) then
-          service[3](own_instance(run, process, service[2]), function(app)
+          local instance = own_instance(run, process, service[2])
+          local found = applications_of(instance, function(tell) service[3](instance, tell) end)
+          for _, app in ipairs(found) do
             -- Workers of one application are one application.
             local key = process.container .. "\0" .. app.kind .. "\0" .. app.path
             if served[key] then
@@ -288,7 +305,7 @@ local function add_services(run, add)
               served[key] = app
               add(app)
             end
-          end)
+          end
           break
         end
       end
@@ -306,11 +323,10 @@ function M.each(run, visit)
   local list = {}
   local function keep(app) list[#list + 1] = app end
   web_servers.each(run, function(instance, model)
-    if instance.name == "Tomcat" or instance.name == "Jetty" then
-      add_java_contexts(instance, model, keep)
-    else
-      add_php(instance, model, keep)
-    end
+    local java = instance.name == "Tomcat" or instance.name == "Jetty"
+    local look = java and add_java_contexts or add_php
+    local found = applications_of(instance, function(tell) look(instance, model, tell) end)
+    for _, app in ipairs(found) do keep(app) end
   end)
   add_services(run, keep)
   for _, app in ipairs(list) do add(app) end

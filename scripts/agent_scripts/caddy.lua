@@ -69,7 +69,7 @@ local function read_file(instance, state, path, depth)
   local base = files.directory(path)
   settings.lines(text, function(line)
     state.left = state.left - 1
-    line = line:gsub("^#.*$", ""):gsub("%s+#.*$", "")
+    line = settings.uncomment(line)
     if state.left < 0 or line == "" then return end
     local words = {}
     for word in line:gmatch("%S+") do words[#words + 1] = settings.unquote(word) end

@@ -2,6 +2,7 @@
 -- security as they are configured.
 
 local addresses = require("addresses")
+local apart = require("apart")
 local instances = require("instances")
 local secrets = require("secrets")
 local web_servers = require("web_servers")
@@ -41,10 +42,10 @@ end
 local function read(instance)
   local module = instances.DATABASE[instance.name]
   if not module then return M.new_model(instance.conf_path) end
-  local done, model = pcall(function() return require(module).read(instance, M) end)
-  if done then return model end
-  host.log(0, instance.name .. ": configuration can't be understood: " .. tostring(model))
-  return M.new_model(instance.conf_path)
+  local model = apart.run(instance.name .. ": configuration can't be understood", function()
+    return require(module).read(instance, M)
+  end)
+  return model or M.new_model(instance.conf_path)
 end
 
 function M.collect(run, list)

@@ -15,7 +15,7 @@ local SECTIONS = { global = true, defaults = true, frontend = true, backend = tr
 function M.parse(text)
   local list, current = {}, nil
   settings.lines(text, function(line)
-    line = line:gsub("%s*#.*$", "")
+    line = line:match("^[^#]*")
     local words = {}
     for word in line:gmatch("%S+") do words[#words + 1] = word end
     if #words == 0 then return end

@@ -32,7 +32,7 @@ end
 local function value_of(state, text)
   local parts = {}
   for piece in text:gmatch("[^+]+") do
-    piece = piece:match("^%s*(.-)%s*$")
+    piece = settings.trim(piece)
     parts[#parts + 1] = piece:match('^"(.*)"$') or state.variables[piece] or piece
   end
   return table.concat(parts)
@@ -55,7 +55,7 @@ local function read_file(instance, state, path, base, scope, depth)
       return
     end
     if line:sub(1, 1) == "}" and #stack > 1 then stack[#stack] = nil end
-    local name, value = line:match("^([%w_.-]+)%s*:?=%s*(.-)%s*$")
+    local name, value = line:match("^([%w_.-]+)%s*:?=%s*(.*)$")
     if name then
       value = value_of(state, value)
       stack[#stack][name] = value

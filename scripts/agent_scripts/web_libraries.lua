@@ -1,6 +1,7 @@
 -- Type 11: the frameworks and libraries of the applications of type 10, from
 -- archive names and manifests and the metadata of composer, npm and Python.
 
+local apart = require("apart")
 local applications = require("applications")
 local files = require("files")
 local web_servers = require("web_servers")
@@ -140,23 +141,33 @@ end
 local READERS = { java = add_jars, ["spring-boot"] = add_jars, php = add_composer,
   node = add_npm, python = add_python }
 
+local function libraries_of(app)
+  return apart.run(app.name .. ": libraries can't be told", function()
+    local found = {}
+    READERS[app.kind](app, function(kind, name, version, path)
+      if #found >= MAXIMUM_LIBRARIES then return end
+      found[#found + 1] = { kind = kind, name = name, version = version, path = path }
+    end)
+    return found
+  end) or {}
+end
+
 function M.collect(run, list)
   applications.each(run, function(app)
-    local count = 0
-    READERS[app.kind](app, function(kind, name, version, path)
-      count = count + 1
-      if count > MAXIMUM_LIBRARIES or host.leftout(name) then return end
-      list:add(setmetatable({
-        name = name,
-        version = version,
-        kind = kind,
-        is_framework = FRAMEWORKS[name:lower()] and "1" or "0",
-        environment = web_servers.environment(app.instance),
-        application = app.name,
-        application_path = app.path,
-        path = path,
-      }, Library))
-    end)
+    for _, library in ipairs(libraries_of(app)) do
+      if not host.leftout(library.name) then
+        list:add(setmetatable({
+          name = library.name,
+          version = library.version,
+          kind = library.kind,
+          is_framework = FRAMEWORKS[library.name:lower()] and "1" or "0",
+          environment = web_servers.environment(app.instance),
+          application = app.name,
+          application_path = app.path,
+          path = library.path,
+        }, Library))
+      end
+    end
   end)
 end
 

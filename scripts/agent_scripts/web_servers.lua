@@ -1,5 +1,6 @@
 -- Type 8: one record per web server.
 
+local apart = require("apart")
 local instances = require("instances")
 
 local M = {}
@@ -16,12 +17,10 @@ function M.each(run, visit)
   for _, instance in ipairs(run.instances) do
     local module = instances.WEB[instance.name]
     if module then
-      local done, model = pcall(function() return require(module).read(instance) end)
-      if not done then
-        host.log(0, instance.name .. ": configuration can't be understood: " .. tostring(model))
-        model = require("sites").new_model(instance.conf_path)
-      end
-      visit(instance, model)
+      local model = apart.run(instance.name .. ": configuration can't be understood", function()
+        return require(module).read(instance)
+      end)
+      visit(instance, model or require("sites").new_model(instance.conf_path))
     elseif instance.app_type == "web" then
       visit(instance, require("sites").new_model(instance.conf_path))
     end

@@ -64,6 +64,7 @@ void addFileFunctions(lua_State* state);
 void addJsonFunctions(lua_State* state);
 void addDatabaseFunctions(lua_State* state);
 void addProcessFunctions(lua_State* state);
+void addApartFunctions(lua_State* state);
 void addArchiveFunctions(lua_State* state);
 void addRunFunctions(lua_State* state);
 

@@ -75,6 +75,7 @@ void ScriptInterpreter::openLibraries() {
   addJsonFunctions(mState);
   addDatabaseFunctions(mState);
   addProcessFunctions(mState);
+  addApartFunctions(mState);
   addArchiveFunctions(mState);
   addRunFunctions(mState);
   lua_setglobal(mState, "host");
