@@ -44,6 +44,11 @@ function M.add(list, entry)
   list[#list + 1] = entry
 end
 
+-- Appends one for each address of a text, between them commas or blanks.
+function M.add_each(list, text, port, tls)
+  for address in text:gmatch("[^,%s]+") do M.add(list, M.listen(address, port, tls)) end
+end
+
 -- User and password of an URL are nobody's business.
 function M.without_password(url)
   return (url:gsub("^(%a[%w+.-]*://)[^/@]*@", "%1***@"))

@@ -10,13 +10,16 @@ local ARRAY = getmetatable(host.array())
 local function text_of(value)
   if type(value) ~= "table" then return string.format("%q", value) end
   local parts, metatable = {}, getmetatable(value)
+  if metatable == ARRAY then
+    for _, member in ipairs(value) do parts[#parts + 1] = text_of(member) end
+    return "A{" .. table.concat(parts, ",") .. "}"
+  end
   for key, member in pairs(value) do
     if type(member) ~= "function" then
       parts[#parts + 1] = "[" .. text_of(key) .. "]=" .. text_of(member)
     end
   end
   local text = "{" .. table.concat(parts, ",") .. "}"
-  if metatable == ARRAY then return "A" .. text end
   if metatable and metatable.keys then return "R(" .. text_of(metatable.keys) .. "," .. text .. ")" end
   return text
 end

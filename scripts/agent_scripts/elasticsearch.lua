@@ -11,18 +11,10 @@ local NOTED = { "cluster.name", "network.host", "http.host", "http.port", "trans
   "xpack.security.http.ssl.keystore.password", "plugins.security.disabled",
   "plugins.security.ssl.http.enabled", "xpack.security.authc.anonymous.username" }
 
-local function option_of(instance, name)
-  for _, word in ipairs(instances.arguments(instance)) do
-    local value = word:match("^%-D" .. name:gsub("%W", "%%%0") .. "=(.*)$")
-    if value then return value end
-  end
-  return nil
-end
-
 function M.read(instance, databases)
   local name = instance.name == "OpenSearch" and "opensearch" or "elasticsearch"
   local short = name == "opensearch" and "opensearch" or "es"
-  local directory = option_of(instance, short .. ".path.conf") or "/etc/" .. name
+  local directory = instances.property(instance, short .. ".path.conf") or "/etc/" .. name
   local path = instances.configuration(instance, {}, { directory .. "/" .. name .. ".yml" })
   local model = databases.new_model(path)
   local values = {}
@@ -44,10 +36,7 @@ function M.read(instance, databases)
   local tls = values["xpack.security.http.ssl.enabled"] or values["plugins.security.ssl.http.enabled"]
   model.tls = tls == "true" and "1" or "0"
   local hosts = values["http.host"] or values["network.host"] or "localhost"
-  for address in hosts:gmatch("[^,%s]+") do
-    addresses.add(model.listen, addresses.listen(address, values["http.port"] or "9200",
-      model.tls == "1"))
-  end
+  addresses.add_each(model.listen, hosts, values["http.port"] or "9200", model.tls == "1")
   databases.note(model, NOTED, values)
   return model
 end

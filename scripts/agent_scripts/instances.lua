@@ -209,6 +209,15 @@ function M.option(instance, names)
   return found
 end
 
+-- The value of a Java property, "-DNAME=VALUE".
+function M.property(instance, name)
+  for _, word in ipairs(M.arguments(instance)) do
+    local value = word:match("^%-D" .. name:gsub("%W", "%%%0") .. "=(.*)$")
+    if value then return value end
+  end
+  return nil
+end
+
 -- The configuration file: as the command line names it, as the cache knows it,
 -- or the first of the usual ones that exists. Empty if there is none.
 function M.configuration(instance, names, usual, base)

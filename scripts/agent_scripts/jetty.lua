@@ -2,6 +2,7 @@
 
 local addresses = require("addresses")
 local files = require("files")
+local instances = require("instances")
 local settings = require("settings")
 local sites = require("sites")
 local tomcat = require("tomcat")
@@ -28,7 +29,8 @@ local function read_values(instance, base)
 end
 
 function M.read(instance)
-  local base = tomcat.property(instance, "jetty.base") or tomcat.property(instance, "jetty.home") or ""
+  local base = instances.property(instance, "jetty.base") or
+    instances.property(instance, "jetty.home") or ""
   local conf_path = base ~= "" and files.join(base, "start.ini") or instance.conf_path
   local model = sites.new_model(conf_path)
   if base == "" then return model end

@@ -46,10 +46,7 @@ function M.read(instance, databases)
   local mode = values["net.tls.mode"] or values["net.ssl.mode"] or "disabled"
   model.tls = mode ~= "disabled" and "1" or "0"
   local bind = values["net.bindIpAll"] == "true" and "*" or values["net.bindIp"] or "127.0.0.1"
-  for address in bind:gmatch("[^,%s]+") do
-    addresses.add(model.listen, addresses.listen(address, values["net.port"] or "27017",
-      model.tls == "1"))
-  end
+  addresses.add_each(model.listen, bind, values["net.port"] or "27017", model.tls == "1")
   databases.note(model, NOTED, values)
   return model
 end

@@ -69,9 +69,7 @@ local function add_listens(model, values)
   if not port or port == "" or port == "0" then port = "3306" end
   local bind = values["bind-address"]
   if not bind or bind == "" then bind = "*" end
-  for address in bind:gmatch("[^,%s]+") do
-    addresses.add(model.listen, addresses.listen(address, port, tls))
-  end
+  addresses.add_each(model.listen, bind, port, tls)
 end
 
 function M.read(instance, databases)

@@ -90,9 +90,8 @@ function M.read(instance, databases)
   if instance.files:is_file(automatic) then read_file(instance, automatic, values, {}, 0) end
   for name, value in pairs(given) do values[name] = value end
   model.tls = on(values.ssl) and "1" or "0"
-  for address in (values.listen_addresses or "localhost"):gmatch("[^,%s]+") do
-    addresses.add(model.listen, addresses.listen(address, values.port or "5432", model.tls == "1"))
-  end
+  addresses.add_each(model.listen, values.listen_addresses or "localhost", values.port or "5432",
+    model.tls == "1")
   local hba = values.hba_file or files.join(model.data_path, "pg_hba.conf")
   hba = hba:gsub("^ConfigDir", function() return files.directory(conf_path) end)
   model.authentication = authentication(instance, files.join(files.directory(conf_path), hba))

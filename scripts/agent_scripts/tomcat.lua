@@ -10,15 +10,6 @@ local M = {}
 
 local MAXIMUM_CONTEXTS = 4000
 
-local function property(instance, name)
-  for _, word in ipairs(instances.arguments(instance)) do
-    local value = word:match("^%-D" .. name:gsub("%W", "%%%0") .. "=(.*)$")
-    if value then return value end
-  end
-  return nil
-end
-M.property = property
-
 local function read_server(text, base)
   local server = { connectors = {}, hosts = {} }
   local connector, host_element = nil, nil
@@ -97,7 +88,8 @@ function M.contexts(instance, element, base)
 end
 
 function M.read(instance)
-  local base = property(instance, "catalina.base") or property(instance, "catalina.home") or ""
+  local base = instances.property(instance, "catalina.base") or
+    instances.property(instance, "catalina.home") or ""
   local conf_path = base ~= "" and files.join(base, "conf/server.xml") or instance.conf_path
   local model = sites.new_model(conf_path)
   local text = conf_path ~= "" and instance.files:configuration(conf_path)

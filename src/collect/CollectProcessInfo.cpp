@@ -1,6 +1,6 @@
 #include "collect/CollectProcessInfo.h"
 
-#include "common/support/JsonLayer.h"
+#include "collect/support/JsonMembers.h"
 #include "common/support/Log.h"
 #include "hostmodel/LinuxProcessCollection.h"
 #include "run/CollectLimit.h"
@@ -51,8 +51,6 @@ PROC_EX_INFO_S recordOf(ProcessCacheUnit& unit) {
   return record;
 }
 
-std::string unsignedText(int number) { return std::to_string(static_cast<unsigned long>(number)); }
-
 // The members that are plain strings, in the document's order around the
 // others: the ids and the container stand at their own places below.
 using Text = std::string PROCESS_INFO_S::*;
@@ -91,10 +89,6 @@ constexpr Member kLast[] = {
     {"app_name", &PROCESS_INFO_S::appName},
 };
 
-void addText(cJSON* object, const char* key, const std::string& value) {
-  cJSON_AddItemToObject(object, key, cJSON_CreateString2(value.c_str(), object));
-}
-
 template <std::size_t Count>
 void addMembers(cJSON* object, const PROCESS_INFO_S& process, const Member (&members)[Count]) {
   for (const Member& member : members) addText(object, member.key, process.*member.text);
@@ -103,8 +97,7 @@ void addMembers(cJSON* object, const PROCESS_INFO_S& process, const Member (&mem
 void addEnvironment(cJSON* object, const PROCESS_INFO_S& process) {
   cJSON* environment = cJSON_CreateObject();
   if (environment == nullptr) return;
-  cJSON_AddItemToObject(environment, "type",
-                        cJSON_CreateNumber2(environment, process.containerKind));
+  addNumber(environment, "type", process.containerKind);
   addText(environment, "id", process.containerIdentity);
   cJSON_AddItemToObject(object, "environment", environment);
 }

@@ -82,8 +82,6 @@ void setOwner(NETWORK_INFO_S& socket, const USER_ENTRY_S& owner) {
                socket.pid);
 }
 
-std::string unsignedText(int number) { return std::to_string(static_cast<unsigned long>(number)); }
-
 void addEnvironment(cJSON* object, const PORT_INFO_S& row) {
   cJSON* environment = cJSON_CreateObject();
   if (environment == nullptr) return;

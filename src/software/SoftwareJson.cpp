@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <limits>
 
+#include "collect/support/JsonMembers.h"
 #include "common/StringUtils.h"
 #include "common/support/Handles.h"
 #include "common/support/JsonLayer.h"
@@ -48,14 +49,6 @@ constexpr TextKey kLastKeys[] = {
     {"display_version", &SOFT_INFO_S::displayVersion},
     {"install_onlyid", &SOFT_INFO_S::installOnlyId},
 };
-
-void addText(cJSON* object, const char* key, const std::string& value) {
-  cJSON_AddItemToObject(object, key, cJSON_CreateString2(value.c_str(), object));
-}
-
-void addNumber(cJSON* object, const char* key, double value) {
-  cJSON_AddItemToObject(object, key, cJSON_CreateNumber2(object, value));
-}
 
 /// Adds an object with a number and a text.
 void addTyped(cJSON* object, const char* key, int type, const char* textKey,

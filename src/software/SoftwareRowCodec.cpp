@@ -3,6 +3,7 @@
 #include <map>
 
 #include "collect/ProcessRecords.h"
+#include "collect/support/JsonMembers.h"
 #include "common/support/Handles.h"
 #include "common/support/JsonLayer.h"
 #include "common/support/Log.h"
@@ -16,10 +17,6 @@ JsonHandle newObject(int level) {
   JsonHandle object(cJSON_CreateObject());
   if (!object) error_output(level, __func__, __LINE__, "[COLLECT SOFT]json create object failed.");
   return object;
-}
-
-void addText(cJSON* object, const char* key, const std::string& value) {
-  cJSON_AddItemToObject(object, key, cJSON_CreateString2(value.c_str(), nullptr));
 }
 
 void addTexts(cJSON* object, const std::map<std::string, std::string>& values) {

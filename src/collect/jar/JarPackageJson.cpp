@@ -11,8 +11,6 @@ namespace LedgoraCollect {
 
 namespace {
 
-std::string unsignedText(int value) { return std::to_string(static_cast<unsigned long>(value)); }
-
 bool addProcesses(cJSON* object, const JAR_PACKAGE_S& jar) {
   JsonHandle array(cJSON_CreateArray());
   if (!array) return false;

@@ -11,6 +11,11 @@ inline void addText(cJSON* object, const char* key, const std::string& value) {
   cJSON_AddItemToObject(object, key, cJSON_CreateString2(value.c_str(), object));
 }
 
+/// A number as "%lu" prints it.
+inline std::string unsignedText(int number) {
+  return std::to_string(static_cast<unsigned long>(number));
+}
+
 /// Adds a number member.
 inline void addNumber(cJSON* object, const char* key, double value) {
   cJSON_AddItemToObject(object, key, cJSON_CreateNumber2(object, value));
