@@ -8,6 +8,22 @@
 #include <cstdlib>
 
 namespace LedgoraCollect {
+namespace {
+
+constexpr unsigned int kLongestRunSeconds = 2 * 60 * 60;
+
+// Whatever the parent made of the signal: its default action also ends waits
+// that no handler could interrupt.
+void limitElapsedTime() {
+  sigset_t alarmSignal;
+  sigemptyset(&alarmSignal);
+  sigaddset(&alarmSignal, SIGALRM);
+  std::signal(SIGALRM, SIG_DFL);
+  sigprocmask(SIG_UNBLOCK, &alarmSignal, nullptr);
+  alarm(kLongestRunSeconds);
+}
+
+}  // namespace
 
 void prepareProcess() {
   for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
@@ -17,6 +33,7 @@ void prepareProcess() {
     if (open("/dev/null", O_RDWR) != descriptor) std::abort();
   }
   std::signal(SIGPIPE, SIG_IGN);
+  limitElapsedTime();
 }
 
 }  // namespace LedgoraCollect
