@@ -228,6 +228,7 @@ TEST(RootEntry, AContainersServerThatIsAskedForItsVersionGainsNothing) {
   options.root = root.path();
   options.hostPrograms = false;
   options.command = {"/opt/server", "serve"};
+  options.id = std::string(64, '5');  // other tests have containers of the usual one
   const TestContainer container(options);
   ProgramRun program;
   program.tree().file("config/rule/soft/soft_app_linux.json", R"rule([{"name": "intruder",
