@@ -121,8 +121,7 @@ ExpressionSearch::ExpressionSearch(const Expression& expression, const std::stri
     : mExpression(expression),
       mText(text),
       mData(takeMatchData(expression.code())),
-      mWindow(kWidestWindow),
-      mWallBegin(seconds(CLOCK_MONOTONIC)) {}
+      mWindow(kWidestWindow) {}
 
 ExpressionSearch::~ExpressionSearch() {
   if (mData && mText.size() <= kUsualText && pcre2_get_ovector_count(mData.get()) == kUsualPairs) {
@@ -168,10 +167,18 @@ bool ExpressionSearch::narrow(std::size_t start) {
 void ExpressionSearch::widen() { mWindow = std::min(mWindow * 2, kWidestWindow); }
 
 // Processor time counts, so that a busy machine or the run's own limit takes nothing away; it
-// costs a system call, so it is asked only when the clock on the wall has gone on.
+// costs a system call, so it is asked only when the clock on the wall has gone on. The first
+// call of the engine is bounded by its steps, and most searches need no other, so time counts
+// from the second one on.
 bool ExpressionSearch::timeIsUp() {
   constexpr double kGlanceSeconds = 0.02;
-  if (seconds(CLOCK_MONOTONIC) - mWallBegin < kGlanceSeconds) return false;
+  if (!mBegun) {
+    mBegun = true;
+    return false;
+  }
+  const double wall = seconds(CLOCK_MONOTONIC);
+  if (mWallBegin < 0) mWallBegin = wall;
+  if (wall - mWallBegin < kGlanceSeconds) return false;
   const double now = seconds(CLOCK_THREAD_CPUTIME_ID);
   if (mProcessorBegin < 0) mProcessorBegin = now;
   return now - mProcessorBegin > kSearchSeconds;

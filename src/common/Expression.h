@@ -69,7 +69,8 @@ class ExpressionSearch {
   const std::string& mText;
   MatchData mData;
   std::size_t mWindow;
-  double mWallBegin;
+  bool mBegun = false;
+  double mWallBegin = -1;
   double mProcessorBegin = -1;
 };
 
