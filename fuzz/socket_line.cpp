@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "ScratchFile.h"
 #include "network/SocketLine.h"
 #include "network/SocketOwners.h"
 #include "network/SocketTable.h"
@@ -40,7 +41,9 @@ void parseLine(const std::string& line, int length, int family, int functionType
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   const std::string text(reinterpret_cast<const char*>(data), size);
-  SocketTable table(FileHandle(::fmemopen(const_cast<char*>(text.data()), size, "r")));
+  static ScratchFile file;
+  file.write(data, size);
+  SocketTable table(FileHandle(std::fopen(file.path(), "r")));
   table.skipHeading();
   while (const char* line = table.nextLine()) {
     if (std::string(line).size() + 1 != static_cast<std::size_t>(table.length())) std::abort();

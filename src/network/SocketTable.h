@@ -10,7 +10,8 @@ namespace LedgoraCollect {
 
 /// The lines of an open socket table, in bounded memory. A line that is empty,
 /// isn't ended by a line feed, doesn't fit the buffer (255 characters or
-/// more) or holds a zero byte isn't given.
+/// more) or holds a zero byte isn't given. The stream must be one of a
+/// descriptor, from which nothing was read yet.
 class SocketTable {
  public:
   explicit SocketTable(FileHandle stream);
@@ -25,10 +26,16 @@ class SocketTable {
 
  private:
   bool readLine();
+  bool fillBuffer();
   bool isWhole() const;
 
-  std::vector<char> mStreamBuffer;  // the stream's, so it goes after the stream
   FileHandle mStream;
+  int mDescriptor;
+  std::size_t mLastPieceBytes;  // a piece that is smaller is the last one
+  std::vector<char> mBuffer;
+  std::size_t mNext = 0;
+  std::size_t mFilled = 0;
+  bool mEnded = false;
   std::array<char, 256> mLine{};
   std::size_t mLength = 0;
   std::size_t mTotal = 0;
