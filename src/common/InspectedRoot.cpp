@@ -36,7 +36,7 @@ FileDescriptor openDirectory(const std::string& path, int flags) {
 }
 
 // The names that process files have without being links or directories.
-constexpr const char* kProcessTexts[] = {"cmdline", "environ", "status", "cgroup"};
+constexpr const char* kProcessTexts[] = {"cmdline", "environ", "status", "statm", "cgroup"};
 
 // "<number>/" at the front is cut off.
 bool skipNumber(std::string_view& rest) {

@@ -15,7 +15,8 @@ class ProcFileCollectionUnit : public FileCollectionUnit {
   std::string getProcessPath(int pid) const;
   /// "/proc/%d/cmdline", arguments joined by blanks, trimmed.
   std::string getProcessCmdline(int pid) const;
-  /// Resident memory from "/proc/%d/status", such as "1024kB"; "0kB" if unknown.
+  /// Resident memory as the line "VmRSS:" of "/proc/%d/status" has it, such as
+  /// "1024kB"; "0kB" if unknown.
   std::string getProcessMemory(int pid) const;
   /// "/proc/%d/environ" as names and values; the first of a name wins.
   std::map<std::string, std::string> getProcessEnv(int pid) const;
@@ -35,6 +36,9 @@ class ProcFileCollectionUnit : public FileCollectionUnit {
   static std::map<std::string, std::string> parseEnviron(const std::string& text);
   /// Digits and "kB" from a "VmRSS:" line, "0kB" when it holds no digits.
   static std::string parseMemoryLine(const std::string& line);
+
+ private:
+  bool readResidentPages(int pid, std::string& memory) const;
 };
 
 }  // namespace LedgoraCollect

@@ -211,6 +211,12 @@ void compareWithPs() {
   EXPECT_EQ(text(odd, "process_cmd_line"),
             "sh -c " + wait + " it's \"so\" two\nlines bad\xEF\xBF\xBD\xEF\xBF\xBD");
   EXPECT_EQ(text(stopped, "status"), "T");
+  std::string memory = text(stopped, "mem_usage");
+  memory.insert(memory.find('k'), " ");
+  const std::string status = readWhole("/proc/" + std::to_string(stopped) + "/status");
+  EXPECT_NE(status.find(" " + memory + "\n", status.find("VmRSS:")), std::string::npos)
+      << memory << "\n"
+      << status;
   EXPECT_EQ(text(zombie, "process_name"), "no row");
   umount2("/etc/passwd", MNT_DETACH);
 }
