@@ -12,7 +12,7 @@
 namespace LedgoraCollect {
 namespace {
 
-constexpr std::size_t kBufferBytes = 64 * 1024;
+constexpr std::size_t kBufferBytes = std::size_t{64} << 10;
 // 1.7 million sockets. The table of an inspected root may be a sparse file of
 // any size.
 constexpr std::size_t kMaximumTableBytes = std::size_t{256} << 20;
