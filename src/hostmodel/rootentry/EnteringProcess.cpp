@@ -65,7 +65,7 @@ int startProgram(const RootEntryRequest& request) {
 void EnteringProcess::run(const RootEntryRequest& request) {
   errno = 0;
   const char* step = leaveParent();
-  if (step == nullptr) step = enterNamespaces();
+  if (step == nullptr) step = leaveSharedNamespaces();
   if (step == nullptr) step = enterFiles();
   if (step == nullptr) step = giveUpRights();
   if (step != nullptr) {
@@ -92,7 +92,7 @@ const char* EnteringProcess::leaveParent() {
 
 // What the container's process shares with this machine is, but for a command
 // that takes on a process's rights, replaced by something of the command's own.
-const char* EnteringProcess::enterNamespaces() {
+const char* EnteringProcess::leaveSharedNamespaces() {
   constexpr struct {
     Namespaces::Kind kind;
     int flag;
@@ -100,17 +100,10 @@ const char* EnteringProcess::enterNamespaces() {
                 {Namespaces::kUts, CLONE_NEWUTS},
                 {Namespaces::kNet, CLONE_NEWNET}};
   for (const auto& entry : kKinds) {
-    if (isContainer && !namespaces.isShared(entry.kind)) {
-      if (namespaces.enter(entry.kind) != 0) return "namespaces of the container";
-    } else if (isConfined() && unshare(entry.flag) != 0) {
-      return "namespaces";
-    }
+    if (isContainer && !namespaces.isShared(entry.kind)) continue;
+    if (isConfined() && unshare(entry.flag) != 0) return "namespaces";
   }
   if (!isContainer) return unshare(CLONE_NEWNS) == 0 ? nullptr : "mount namespace";
-  if (namespaces.enter(Namespaces::kMount) != 0) return "mounts of the container";
-  if (!namespaces.isShared(Namespaces::kUser) && namespaces.enter(Namespaces::kUser) != 0) {
-    return "users of the container";
-  }
   if (fchdir(target.root.get()) != 0) return "root directory";
   if (isConfined() && unshare(CLONE_NEWNS) != 0) return "mount namespace";
   return nullptr;
@@ -137,7 +130,10 @@ std::uint64_t EnteringProcess::allowedCapabilities() const {
 const char* EnteringProcess::giveUpRights() {
   if (replaceStandardDescriptors() != 0) return "standard descriptors";
   if (isConfined()) {
-    if (setgroups(0, nullptr) != 0 || setresgid(0, 0, 0) != 0 || setresuid(0, 0, 0) != 0) {
+    // A container's own users may not be allowed to set groups, nor need it here.
+    const bool grouped = getgroups(0, nullptr) != 0;
+    if ((grouped && setgroups(0, nullptr) != 0) || setresgid(0, 0, 0) != 0 ||
+        setresuid(0, 0, 0) != 0) {
       return "user";
     }
     const char* step = makeUserNamespace();

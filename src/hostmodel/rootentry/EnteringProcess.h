@@ -31,12 +31,13 @@ class EnteringProcess {
   bool isContainer = false;      ///< that process has a mount namespace of its own
   std::uint64_t bounds = ~0ULL;  ///< its capability bounding set
   bool takesIdentity = false;
+  FileDescriptor process;  ///< /proc/<pid> of the process whose identity it is
   CommandIdentity identity;
   std::string limits;  ///< text of the identity's limits file
 
  private:
   const char* leaveParent();
-  const char* enterNamespaces();
+  const char* leaveSharedNamespaces();
   const char* enterFiles();
   const char* giveUpRights();
   const char* makeUserNamespace();

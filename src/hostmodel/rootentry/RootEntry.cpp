@@ -1,12 +1,14 @@
 #include "hostmodel/rootentry/RootEntry.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <sched.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -107,12 +109,12 @@ bool prepare(const RootEntryRequest& request, EnteringProcess& entering, std::st
     entering.bounds = rights.capabilityBounds;
   }
   if (request.asProcess == 0) return true;
-  const FileDescriptor process =
-      target.process ? FileDescriptor(dup(target.process.get()))
-                     : openProcIn(target.root.get(), std::to_string(request.asProcess));
-  if (!process || !readTextAt(process.get(), "status", status) ||
+  entering.process = target.process
+                         ? FileDescriptor(dup(target.process.get()))
+                         : openProcIn(target.root.get(), std::to_string(request.asProcess));
+  if (!entering.process || !readTextAt(entering.process.get(), "status", status) ||
       !parseCommandIdentity(status, entering.identity) ||
-      !readTextAt(process.get(), "limits", entering.limits)) {
+      !readTextAt(entering.process.get(), "limits", entering.limits)) {
     return failed(error, "rights of the process", ESRCH);
   }
   entering.takesIdentity = true;
@@ -131,19 +133,58 @@ bool enterPidNamespace(const EnteringProcess& entering, std::string& error) {
   return true;
 }
 
-// The command is process 1 of a pid namespace of its own: it can reach no
-// other process, and nothing that it starts outlives it. A helper in the pid
-// namespace around it makes it, as a child of this process, which so sees its
-// end, and whose end it doesn't survive.
-pid_t startEntering(const RootEntryRequest& request, EnteringProcess& entering) {
-  const pid_t helper = fork();
-  if (helper != 0) {
-    if (helper > 0 && waitFor(helper) != 0) return -1;
-    return helper;
+/// The identity with the numbers that the container's own users have. What
+/// isn't mapped there, or may not be set there, is left out: that is never more.
+int readIdentityInside(EnteringProcess& entering) {
+  constexpr gid_t kUnmapped = 65534;
+  std::string text;
+  CommandIdentity& identity = entering.identity;
+  if (!readTextAt(entering.process.get(), "status", text) ||
+      !parseCommandIdentity(text, identity)) {
+    return ESRCH;
   }
+  std::vector<gid_t>& groups = identity.groups;
+  groups.erase(std::remove(groups.begin(), groups.end(), kUnmapped), groups.end());
+  text.clear();
+  if (readTextAt(entering.process.get(), "setgroups", text) && text.rfind("deny", 0) == 0) {
+    groups.clear();
+  }
+  return 0;
+}
+
+// The users come last: as one of theirs a process could enter nothing else.
+// They must be entered before the command's pid namespace is made, since only
+// a user of the one around it may make it.
+int enterContainer(EnteringProcess& entering) {
+  const Namespaces& namespaces = entering.namespaces;
+  for (const auto kind :
+       {Namespaces::kIpc, Namespaces::kUts, Namespaces::kNet, Namespaces::kMount}) {
+    const int error = namespaces.isShared(kind) ? 0 : namespaces.enter(kind);
+    if (error != 0) return error;
+  }
+  if (namespaces.isShared(Namespaces::kUser)) return 0;
+  // Once there, this may not be allowed any more.
+  if (setgroups(0, nullptr) != 0) return errno;
+  const int error = namespaces.enter(Namespaces::kUser);
+  if (error != 0) return error;
+  return entering.takesIdentity ? readIdentityInside(entering) : 0;
+}
+
+// The command is process 1 of a pid namespace of its own: it can reach no
+// other process, and nothing that it starts outlives it. A helper in the
+// namespaces around it makes it, as a child of this process, which so sees its
+// end, and whose end it doesn't survive. 0, or errno.
+int startEntering(const RootEntryRequest& request, EnteringProcess& entering) {
+  const pid_t helper = fork();
+  if (helper < 0) return errno;
+  if (helper > 0) return waitFor(helper);
+  // Who has rights over the container's processes has none over this one.
+  if (prctl(PR_SET_DUMPABLE, 0, 0, 0, 0) != 0) _exit(errno);
+  const int error = entering.isContainer ? enterContainer(entering) : 0;
+  if (error != 0) _exit(error);
   const long child = syscall(SYS_clone, CLONE_NEWPID | CLONE_PARENT | SIGCHLD, 0, 0, 0, 0);
   if (child == 0) entering.run(request);
-  _exit(child < 0 ? 1 : 0);
+  _exit(child < 0 ? errno : 0);
 }
 
 }  // namespace
@@ -158,8 +199,9 @@ int enterRootAndRun(const RootEntryRequest& request, std::string& error) {
   }
   FileDescriptor channel(pair[0]);
   entering.channel.reset(pair[1]);
-  if (startEntering(request, entering) < 0) {
-    failed(error, "pid namespace", errno);
+  const int refused = startEntering(request, entering);
+  if (refused != 0) {
+    failed(error, "namespaces of the command", refused);
     return 125;
   }
   entering.channel.reset();
