@@ -13,6 +13,7 @@
 
 #include <csignal>
 #include <cstring>
+#include <sstream>
 
 #include "common/support/Handles.h"
 #include "hostmodel/RootCommandPath.h"
@@ -319,6 +320,33 @@ TEST(RootEntry, ACommandWithTheRightsOfAContainersProcess) {
       inRoot(name, {"sh", "-c", "id -u; id -g; grep -E '^(CapEff|NoNewPrivs)' /proc/self/status"},
              container.pid());
   EXPECT_EQ(result.out, "12345\n23456\nCapEff:\t0000000000000000\nNoNewPrivs:\t1\n") << result.err;
+}
+
+// As runtimes without root's rights make them: pid namespace and mounts belong
+// to users that are others on the machine.
+TEST(RootEntry, AContainerWithUsersOfItsOwn) {
+  TempRoot root;
+  ContainerOptions options;
+  options.root = root.path();
+  options.id = std::string(64, '6');
+  options.command = {
+      "/usr/bin/unshare", "--user",       "--map-root-user", "--mount",        "--pid",
+      "--fork",           "--kill-child", "--mount-proc",    "/usr/bin/sleep", "1000"};
+  const TestContainer container(options);
+  const std::string outer = std::to_string(container.pid());
+  std::string inner;
+  for (int tries = 0; tries < 500 && inner.empty(); ++tries) {
+    usleep(10000);
+    std::istringstream children(readWhole("/proc/" + outer + "/task/" + outer + "/children"));
+    children >> inner;
+    if (readWhole("/proc/" + inner + "/comm") != "sleep\n") inner.clear();
+  }
+  ASSERT_NE(inner, "");
+  for (const int asProcess : {0, std::stoi(inner)}) {
+    const ProgramResult result =
+        inRoot("/proc/" + inner + "/root", {"sh", "-c", "id -u; id -G; echo $$"}, asProcess);
+    EXPECT_EQ(result.out, "0\n0\n1\n") << asProcess << " " << result.err;
+  }
 }
 
 // A command that is stopped leaves nothing behind, whatever it did to stay.

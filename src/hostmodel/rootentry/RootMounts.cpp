@@ -102,7 +102,8 @@ bool makeDevices(int proc) {
   for (std::size_t i = 0; i < kDeviceCount; ++i) {
     const auto& device = kDevices[i];
     if (mknod(device.path, S_IFCHR | 0666, makedev(device.major, device.minor)) == 0) continue;
-    if (!own[i] || !showDevice(proc, own[i].get(), device.path)) return false;
+    // What the root lacks, it goes without; the null device is looked for below.
+    if (own[i] && !showDevice(proc, own[i].get(), device.path)) return false;
   }
   const FileDescriptor null(open(kDevices[0].path, O_RDWR | O_NOCTTY | O_CLOEXEC));
   return null && isDevice(null.get(), 1, 3);
