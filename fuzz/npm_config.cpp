@@ -1,5 +1,5 @@
-// Lines of npm configuration files. A path that is found isn't longer than its
-// line, and without a comment it isn't empty and stands in the line as it is.
+// Lines of npm configuration files. A path that is found is neither empty nor
+// longer than its line, and without a comment it stands in the line as it is.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -15,8 +15,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   forEachBufferLine(text, [](std::string_view line) {
     NpmPrefix_S prefix;
     if (!parsePrefixLine(line, prefix)) return true;
-    if (prefix.path.size() > line.size()) std::abort();
-    const bool verbatim = !prefix.path.empty() && line.find(prefix.path) != std::string_view::npos;
+    if (prefix.path.empty() || prefix.path.size() > line.size()) std::abort();
+    const bool verbatim = line.find(prefix.path) != std::string_view::npos;
     if (!prefix.hasComment && !verbatim) std::abort();
     return true;
   });

@@ -47,7 +47,7 @@ TEST(ParsePrefixLine, WithAndWithoutComment) {
       {"prefix=/opt/\\#1\\#2 # x", "+/opt/#1#2"},
       {"prefix=/opt/x\\#", "/opt/x\\#"},
       {"prefix=/opt/x#", "/opt/x#"},  // nothing behind the "#": no second piece
-      {"prefix=#/opt/x", "+"},
+      {"prefix=#/opt/x", "none"},
       {"prefix=", "none"},
       {"prefix= \t", "none"},
       {"\tprefix=/opt/x", "none"},

@@ -36,7 +36,7 @@ bool parsePrefixLine(std::string_view line, NpmPrefix_S& prefix) {
   // end, behind which there is no comment, belongs to the path.
   prefix.hasComment = pieces.size() > 1;
   prefix.path = prefix.hasComment ? withoutComment(pieces) : value;
-  return true;
+  return !prefix.path.empty();
 }
 
 }  // namespace LedgoraCollect

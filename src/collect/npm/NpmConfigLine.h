@@ -12,8 +12,7 @@ struct NpmPrefix_S {
 };
 
 /// Reads "prefix = PATH". A comment begins at a "#" and is dropped; "\#" is a
-/// "#" of the path. Returns false for any other line and for an empty value; in
-/// front of a comment the path may be empty, which names the root.
+/// "#" of the path. Returns false for any other line and for an empty prefix.
 bool parsePrefixLine(std::string_view line, NpmPrefix_S& prefix);
 
 }  // namespace LedgoraCollect
