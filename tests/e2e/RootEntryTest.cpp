@@ -229,7 +229,6 @@ TEST(RootEntry, AContainersServerThatIsAskedForItsVersionGainsNothing) {
   options.root = root.path();
   options.hostPrograms = false;
   options.command = {"/opt/server", "serve"};
-  options.id = std::string(64, '5');  // other tests have containers of the usual one
   const TestContainer container(options);
   ProgramRun program;
   program.tree().file("config/rule/soft/soft_app_linux.json", R"rule([{"name": "intruder",
@@ -328,7 +327,6 @@ TEST(RootEntry, AContainerWithUsersOfItsOwn) {
   TempRoot root;
   ContainerOptions options;
   options.root = root.path();
-  options.id = std::string(64, '6');
   options.command = {
       "/usr/bin/unshare", "--user",       "--map-root-user", "--mount",        "--pid",
       "--fork",           "--kill-child", "--mount-proc",    "/usr/bin/sleep", "1000"};

@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <system_error>
 
@@ -184,6 +185,13 @@ bool passesInNamespaces(int flags, const std::function<void()>& body) {
   if (child < 0) return false;
   if (child == 0) enterAndRun(flags, body);
   return waitFor(child) == 0;
+}
+
+std::string newContainerId() {
+  std::random_device random;  // process numbers repeat in pid namespaces
+  char text[65];
+  std::snprintf(text, sizeof text, "%048d%08x%08x", 0, random(), random());
+  return text;
 }
 
 bool isChrooted() {

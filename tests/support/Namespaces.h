@@ -33,10 +33,14 @@ bool replaceProgram(TempRoot& fakes, const std::string& name, const std::string&
 /// ProgramRun::inChild.
 void enterNetworkNamespace();
 
+/// 64 digits that no other test has at this time: what ends a container ends
+/// everything in the group of its name.
+std::string newContainerId();
+
 struct ContainerOptions {
   std::string root;                  // an existing directory
   std::vector<std::string> command;  // as the container sees it
-  std::string id = std::string(64, 'c');
+  std::string id = newContainerId();
   bool scope = true;   // control group ".../docker-<id>.scope", else ".../docker/<id>"
   int namespaces = 0;  // besides the mount namespace: CLONE_NEWPID, CLONE_NEWNET ...
   uid_t uid = 0;

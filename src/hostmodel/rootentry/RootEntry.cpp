@@ -165,9 +165,11 @@ int enterContainer(EnteringProcess& entering) {
   if (namespaces.isShared(Namespaces::kUser)) return 0;
   // Once there, this may not be allowed any more.
   if (setgroups(0, nullptr) != 0) return errno;
-  const int error = namespaces.enter(Namespaces::kUser);
+  int error = namespaces.enter(Namespaces::kUser);
+  if (error == 0 && entering.takesIdentity) error = readIdentityInside(entering);
   if (error != 0) return error;
-  return entering.takesIdentity ? readIdentityInside(entering) : 0;
+  // A user whom the container doesn't know could make no file in its mounts.
+  return setresgid(0, 0, 0) == 0 && setresuid(0, 0, 0) == 0 ? 0 : errno;
 }
 
 // The command is process 1 of a pid namespace of its own: it can reach no
