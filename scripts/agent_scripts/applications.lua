@@ -9,7 +9,7 @@ local web_servers = require("web_servers")
 
 local M = {}
 
-local MAXIMUM_APPLICATIONS = 20000
+local MAXIMUM_APPLICATIONS = 4000 -- of one owner
 local FILE_BYTES = 1 << 20
 local MAXIMUM_SUBDIRECTORIES = 500
 
@@ -315,13 +315,14 @@ end
 
 -- Calls visit(application) for each one.
 function M.each(run, visit)
-  local count = 0
-  local function add(app)
-    count = count + 1
-    if count <= MAXIMUM_APPLICATIONS and not host.leftout(app.name) then visit(app) end
+  local list, count = {}, {}
+  local function keep(app)
+    local owner = instances.owner(app.instance)
+    count[owner] = (count[owner] or 0) + 1
+    if count[owner] <= MAXIMUM_APPLICATIONS and not host.leftout(app.name) then
+      list[#list + 1] = app
+    end
   end
-  local list = {}
-  local function keep(app) list[#list + 1] = app end
   web_servers.each(run, function(instance, model)
     local java = instance.name == "Tomcat" or instance.name == "Jetty"
     local look = java and add_java_contexts or add_php
@@ -329,7 +330,12 @@ function M.each(run, visit)
     for _, app in ipairs(found) do keep(app) end
   end)
   add_services(run, keep)
-  for _, app in ipairs(list) do add(app) end
+  for owner, found in pairs(count) do
+    if found > MAXIMUM_APPLICATIONS then
+      host.log(1, string.format("%d applications of %s left out", found - MAXIMUM_APPLICATIONS, owner))
+    end
+  end
+  for _, app in ipairs(list) do visit(app) end
 end
 
 return M

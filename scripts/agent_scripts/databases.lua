@@ -66,7 +66,7 @@ function M.collect(run, list)
         tls = model.tls,
         settings = model.settings,
         pid = host.array(instance.pids),
-      }, Database))
+      }, Database), instances.owner(instance))
     end
   end
 end

@@ -133,6 +133,11 @@ local function row_for(by_pid, process)
   return row
 end
 
+-- Whose a server is, for what everybody gets the same of: the container, else the user.
+function M.owner(instance)
+  return instance.environment.id ~= "" and instance.environment.id or instance.user
+end
+
 function M.wanted(run, process)
   if process.container ~= "" then return run.option & OPTION_CONTAINERS ~= 0 end
   return run.option & OPTION_NO_HOST == 0

@@ -1,6 +1,7 @@
 -- Type 10: one record per deployed application.
 
 local applications = require("applications")
+local instances = require("instances")
 local web_servers = require("web_servers")
 
 local M = {}
@@ -24,7 +25,7 @@ function M.collect(run, list)
       path_mode = mode,
       user = app.instance.user,
       pid = host.array(app.instance.pids),
-    }, Application))
+    }, Application), instances.owner(app.instance))
   end)
 end
 

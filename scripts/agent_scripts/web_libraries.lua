@@ -4,6 +4,7 @@
 local apart = require("apart")
 local applications = require("applications")
 local files = require("files")
+local instances = require("instances")
 local web_servers = require("web_servers")
 
 local M = {}
@@ -165,7 +166,7 @@ function M.collect(run, list)
           application = app.name,
           application_path = app.path,
           path = library.path,
-        }, Library))
+        }, Library), instances.owner(app.instance))
       end
     end
   end)

@@ -39,7 +39,7 @@ function M.collect(run, list)
       install_path = instance.install_path ~= "" and instance.install_path or instance.binary_path,
       listen = model.listen,
       pid = host.array(instance.pids),
-    }, Server))
+    }, Server), instances.owner(instance))
   end)
 end
 

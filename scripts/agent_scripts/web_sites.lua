@@ -1,5 +1,6 @@
 -- Type 9: one record per virtual host or context.
 
+local instances = require("instances")
 local web_servers = require("web_servers")
 
 local M = {}
@@ -45,7 +46,7 @@ function M.collect(run, list)
         error_log = site.error_log,
         conf_path = model.conf_path,
         pid = instance.process.pid,
-      }, Site))
+      }, Site), instances.owner(instance))
     end
   end)
 end
