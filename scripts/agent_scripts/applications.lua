@@ -266,14 +266,16 @@ end
 
 -- The applications of an instance: find(add) calls add with each.
 local function applications_of(instance, find)
-  local list = apart.run(instance.name .. ": applications can't be told", function()
-    local found = {}
-    find(function(app)
-      app.instance, app.files = nil, nil
-      found[#found + 1] = app
-    end)
-    return found
-  end) or {}
+  local list = apart.run(instance.name .. ": applications can't be told",
+    instances.owner(instance), function()
+      local found = {}
+      find(function(app)
+        app.owner, app.mode = app.files:owner(app.path)
+        app.instance, app.files = nil, nil
+        found[#found + 1] = app
+      end)
+      return found
+    end) or {}
   for _, app in ipairs(list) do app.instance, app.files = instance, instance.files end
   return list
 end

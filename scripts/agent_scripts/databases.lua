@@ -42,9 +42,8 @@ end
 local function read(instance)
   local module = instances.DATABASE[instance.name]
   if not module then return M.new_model(instance.conf_path) end
-  local model = apart.run(instance.name .. ": configuration can't be understood", function()
-    return require(module).read(instance, M)
-  end)
+  local model = apart.run(instance.name .. ": configuration can't be understood",
+    instances.owner(instance), function() return require(module).read(instance, M) end)
   return model or M.new_model(instance.conf_path)
 end
 

@@ -1,6 +1,7 @@
 -- The running servers of the run's root: which processes belong together, and
 -- what the software cache knows of them.
 
+local apart = require("apart")
 local files = require("files")
 
 local M = {}
@@ -245,7 +246,11 @@ function M.version(instance)
   if instance.version ~= "" or not how then return instance.version end
   if not host.word(instance.binary_path) then return "" end
   local target = instance.environment.id ~= "" and instance.process.container_root or ""
-  local output = host.command(instance.binary_path .. " " .. how[1], target, instance.process.pid)
+  -- Whoever runs a program named like a server may let it hang when it is asked.
+  local output = apart.charged(instance.name .. ": version can't be told", M.owner(instance),
+    function()
+      return (host.command(instance.binary_path .. " " .. how[1], target, instance.process.pid))
+    end)
   instance.version = output and output:match(how[2]) or ""
   return instance.version
 end

@@ -11,7 +11,6 @@ local Application = host.record({ "name", "version", "kind", "language", "server
 
 function M.collect(run, list)
   applications.each(run, function(app)
-    local owner, mode = app.files:owner(app.path)
     list:add(setmetatable({
       name = app.name,
       version = app.version,
@@ -21,8 +20,8 @@ function M.collect(run, list)
       environment = web_servers.environment(app.instance),
       site = app.site,
       path = app.path,
-      path_owner = owner,
-      path_mode = mode,
+      path_owner = app.owner,
+      path_mode = app.mode,
       user = app.instance.user,
       pid = host.array(app.instance.pids),
     }, Application), instances.owner(app.instance))

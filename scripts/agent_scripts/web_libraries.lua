@@ -143,7 +143,7 @@ local READERS = { java = add_jars, ["spring-boot"] = add_jars, php = add_compose
   node = add_npm, python = add_python }
 
 local function libraries_of(app)
-  return apart.run(app.name .. ": libraries can't be told", function()
+  return apart.run(app.name .. ": libraries can't be told", instances.owner(app.instance), function()
     local found = {}
     READERS[app.kind](app, function(kind, name, version, path)
       if #found >= MAXIMUM_LIBRARIES then return end

@@ -13,13 +13,17 @@ function M.environment(instance) return setmetatable(instance.environment, Envir
 
 -- The servers with what their configurations say, one after the other:
 -- visit(instance, model). A reader that fails costs one server's details.
-function M.each(run, visit)
+-- What look(instance, model) does to a model on the way is bounded like reading.
+function M.each(run, visit, look)
   for _, instance in ipairs(run.instances) do
     local module = instances.WEB[instance.name]
     if module then
-      local model = apart.run(instance.name .. ": configuration can't be understood", function()
-        return require(module).read(instance)
-      end)
+      local model = apart.run(instance.name .. ": configuration can't be understood",
+        instances.owner(instance), function()
+          local read = require(module).read(instance)
+          if look then look(instance, read) end
+          return read
+        end)
       visit(instance, model or require("sites").new_model(instance.conf_path))
     elseif instance.app_type == "web" then
       visit(instance, require("sites").new_model(instance.conf_path))

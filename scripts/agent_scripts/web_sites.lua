@@ -24,10 +24,17 @@ local function expiry(instance, path)
   return known
 end
 
+-- What the files of the sites tell besides the configuration.
+local function look(instance, model)
+  for _, site in ipairs(model.sites) do
+    site.owner, site.mode = instance.files:owner(site.root)
+    site.certificate_expiry = expiry(instance, site.certificate_path)
+  end
+end
+
 function M.collect(run, list)
   web_servers.each(run, function(instance, model)
     for _, site in ipairs(model.sites) do
-      local owner, mode = instance.files:owner(site.root)
       list:add(setmetatable({
         server = instance.name,
         environment = web_servers.environment(instance),
@@ -37,10 +44,10 @@ function M.collect(run, list)
         listen = site.listen,
         tls = site.tls and "1" or "0",
         certificate_path = site.certificate_path,
-        certificate_expiry = expiry(instance, site.certificate_path),
+        certificate_expiry = site.certificate_expiry,
         root = site.root,
-        root_owner = owner,
-        root_mode = mode,
+        root_owner = site.owner,
+        root_mode = site.mode,
         upstream = site.upstream,
         access_log = site.access_log,
         error_log = site.error_log,
@@ -48,7 +55,7 @@ function M.collect(run, list)
         pid = instance.process.pid,
       }, Site), instances.owner(instance))
     end
-  end)
+  end, look)
 end
 
 return M

@@ -1,4 +1,4 @@
-// host.apart: work on what others wrote, in a process of its own, so that a
+// host.apart, host.seconds: work on what others wrote, in a process of its own, so that a
 // text made to cost without end costs the run a bounded time and one answer.
 #include <fcntl.h>
 #include <poll.h>
@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -18,18 +19,14 @@
 namespace LedgoraCollect {
 namespace {
 
-// Processor seconds. Real configurations take milliseconds; once this many
-// pieces of work have used up theirs, somebody means it.
-constexpr rlim_t kSeconds = 10;
-constexpr rlim_t kSecondsWhenMeant = 1;
-constexpr int kPatience = 3;
-// Of elapsed time: the share of the processor may be small.
-constexpr std::time_t kElapsedSeconds = 300;
+// Processor seconds. Real configurations take milliseconds.
+constexpr rlim_t kProcessorSeconds = 10;
+// What the script itself may hold of what nobody uses any more when it starts
+// work: that counts against the work's memory.
+constexpr int kGarbageKibibytes = 16 << 10;
 constexpr std::size_t kMaximumAnswerBytes = std::size_t{64} << 20;
 constexpr char kAnswer = 'A';
 constexpr char kError = 'E';
-
-int sUsedUp = 0;  // pieces of work that were stopped
 
 std::time_t monotonicSeconds() {
   timespec now{};
@@ -49,8 +46,7 @@ void writeAll(int file, std::string_view text) {
 [[noreturn]] void work(lua_State* state, int output, pid_t parent) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0);
   if (::getppid() != parent) _exit(EXIT_FAILURE);
-  const rlim_t seconds = sUsedUp < kPatience ? kSeconds : kSecondsWhenMeant;
-  const rlimit limit = {seconds, seconds};
+  const rlimit limit = {kProcessorSeconds, kProcessorSeconds};
   if (::setrlimit(RLIMIT_CPU, &limit) != 0) _exit(EXIT_FAILURE);
   lua_pushvalue(state, 1);
   const bool done = lua_pcall(state, 0, 1, 0) == LUA_OK;
@@ -62,8 +58,8 @@ void writeAll(int file, std::string_view text) {
 }
 
 /// False when the time is over or the answer too long.
-bool readAnswer(int input, std::string& answer) {
-  const std::time_t until = monotonicSeconds() + kElapsedSeconds;
+bool readAnswer(int input, std::time_t seconds, std::string& answer) {
+  const std::time_t until = monotonicSeconds() + seconds;
   char buffer[65536];
   for (;;) {
     const std::time_t left = until - monotonicSeconds();
@@ -79,10 +75,13 @@ bool readAnswer(int input, std::string& answer) {
   }
 }
 
-/// host.apart(function) -> the text that the function gives | nil, why. What
-/// else the function changes stays in the other process.
+/// host.apart(function, seconds) -> the text that the function gives within that
+/// elapsed time (at most a day) | nil, why. What else the function changes stays
+/// in the other process.
 int apart(lua_State* state) {
   luaL_checktype(state, 1, LUA_TFUNCTION);
+  const lua_Integer seconds = std::clamp<lua_Integer>(luaL_checkinteger(state, 2), 1, 86400);
+  if (lua_gc(state, LUA_GCCOUNT) > kGarbageKibibytes) lua_gc(state, LUA_GCCOLLECT);
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) return failure(state, "no pipe");
   FileDescriptor input(ends[0]);
@@ -93,7 +92,7 @@ int apart(lua_State* state) {
   if (worker == 0) work(state, output.get(), parent);
   output.reset();
   std::string answer;
-  const bool whole = readAnswer(input.get(), answer);
+  const bool whole = readAnswer(input.get(), static_cast<std::time_t>(seconds), answer);
   if (!whole) ::kill(worker, SIGKILL);
   int status = 0;
   while (::waitpid(worker, &status, 0) < 0 && errno == EINTR) {
@@ -104,12 +103,18 @@ int apart(lua_State* state) {
     pushText(state, text);
     return 1;
   }
-  ++sUsedUp;
   return failure(state, "stopped: it took too much time or memory");
+}
+
+/// host.seconds() -> seconds of a clock that nobody sets
+int seconds(lua_State* state) {
+  lua_pushinteger(state, static_cast<lua_Integer>(monotonicSeconds()));
+  return 1;
 }
 
 constexpr luaL_Reg kFunctions[] = {
     {"apart", hostFunction<apart>},
+    {"seconds", hostFunction<seconds>},
     {nullptr, nullptr},
 };
 

@@ -239,17 +239,17 @@ TEST(Script, WorkApartKeepsItsAnswerAndIsBounded) {
       local apart = require("apart")
       local record = host.record({ "z", "a" })
       local changed = 1
-      local answer = apart.run("whole", function()
+      local answer = apart.run("whole", "a", function()
         changed = 2
         return { list = host.array(), record = setmetatable({ a = "\xff\0\n\"]]", z = true }, record) }
       end)
       local bytes = answer.record.a == "\xff\0\n\"]]"
       answer.record.a = 1.5
       print(host.encode(answer), bytes, changed)
-      print(apart.run("fails", function() error("because", 0) end))
-      for _ = 1, 3 do print(apart.run("big", function() return ("x"):rep(400 << 20) end)) end
-      print(apart.run("endless", function() while true do end end))
-      print(apart.run("after", function() return "fine" end)))");
+      print(apart.run("fails", "a", function() error("because", 0) end))
+      for _ = 1, 3 do print(apart.run("big", "a", function() return ("x"):rep(400 << 20) end)) end
+      print(apart.run("endless", "a", function() while true do end end))
+      print(apart.run("after", "b", function() return "fine" end)))");
   EXPECT_EQ(result.exitStatus, 0);
   EXPECT_EQ(result.out,
             "{\"list\":[],\"record\":{\"z\":true,\"a\":1.5}}\ttrue\t1\nnil\n"
